@@ -1,0 +1,2 @@
+// corvane: console batch processor for images, volumes, meshes and lines.
+int main() { return 0; }
