@@ -7,6 +7,7 @@
 
 #include "foundation/console.h"
 #include "foundation/trackedarray.h"
+#include "ratios.h"
 
 namespace corvane {
 namespace {
@@ -31,7 +32,8 @@ void TrackedArrayAppendBytes(benchmark::State& state) {
             array.setRecord(array.count() + 1, &value);
         }
         benchmark::DoNotOptimize(array.data);
-        if (array.count() != appendCount || array.records<std::uint8_t>()[appendCount - 1] != static_cast<std::uint8_t>(appendCount - 1)) {
+        const std::uint8_t last = static_cast<std::uint8_t>(appendCount - 1);
+        if (array.count() != appendCount || array.records<std::uint8_t>()[appendCount - 1] != last) {
             state.SkipWithError("records lost");
         }
     }
@@ -51,6 +53,8 @@ void TrackedReferenceVectorPushBack(benchmark::State& state) {
     reportPerRecord(state);
 }
 BENCHMARK(TrackedReferenceVectorPushBack)->Unit(benchmark::kMillisecond);
+
+const int appendRatio = addBenchRatio("TrackedArrayAppendBytes", "TrackedReferenceVectorPushBack");
 
 }  // namespace
 }  // namespace corvane
