@@ -268,19 +268,9 @@ ByteText lowerBytes(ByteText text) {
     return text;
 }
 
+// Step 7 and 8: the plain read first, the expression when that fails.
 template <class Value>
-Value readFromText(Text& text, bool substitute) {
-    if (text.empty()) return 0;
-    Text lowered = text.lowerCase();
-    if (substitute) lowered = substituteUnits(lowered);
-    const auto hasHigh = [&lowered](std::size_t i) { return (lowered.charAtIndex(i) >> 8) != 0; };
-    std::string token;
-    std::size_t restIndex = 0;
-    const bool found = lowered.hasHighBytes() ? cutToken(lowered.low(), hasHigh, token, restIndex)
-                                              : cutToken(lowered.low(), [](std::size_t) { return false; },
-                                                         token, restIndex);
-    text = lowered.copy(static_cast<std::int64_t>(restIndex) + 1, lowered.length());
-    if (!found) return 0;
+Value tokenValue(const std::string& token) {
     if constexpr (std::is_same_v<Value, double>) {
         double value = 0;
         if (readPlainReal(token, value)) return value;
@@ -293,6 +283,21 @@ Value readFromText(Text& text, bool substitute) {
 }
 
 template <class Value>
+Value readFromText(Text& text, bool substitute) {
+    if (text.empty()) return 0;
+    Text lowered = text.lowerCase();
+    if (substitute) lowered = substituteUnits(lowered);
+    const auto hasHigh = [&lowered](std::size_t i) { return (lowered.charAtIndex(i) >> 8) != 0; };
+    std::string token;
+    std::size_t restIndex = 0;
+    const bool found = lowered.hasHighBytes() ? cutToken(lowered.low(), hasHigh, token, restIndex)
+                                              : cutToken(lowered.low(), [](std::size_t) { return false; },
+                                                         token, restIndex);
+    text = lowered.copy(static_cast<std::int64_t>(restIndex) + 1, lowered.length());
+    return found ? tokenValue<Value>(token) : 0;
+}
+
+template <class Value>
 Value readFromBytes(ByteText& text, bool substitute) {
     if (text.empty()) return 0;
     ByteText lowered = lowerBytes(text);
@@ -301,16 +306,7 @@ Value readFromBytes(ByteText& text, bool substitute) {
     std::size_t restIndex = 0;
     const bool found = cutToken(lowered, [](std::size_t) { return false; }, token, restIndex);
     text = lowered.substr(restIndex);
-    if (!found) return 0;
-    if constexpr (std::is_same_v<Value, double>) {
-        double value = 0;
-        if (readPlainReal(token, value)) return value;
-        return expressionValue(token);
-    } else {
-        std::int64_t value = 0;
-        if (readPlainInteger(token, value)) return value;
-        return roundReal(expressionValue(token));
-    }
+    return found ? tokenValue<Value>(token) : 0;
 }
 
 }  // namespace
