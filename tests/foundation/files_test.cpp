@@ -6,64 +6,31 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
 #include <vector>
 
 #include "foundation/console.h"
 #include "foundation/paths.h"
+#include "support/outputcapture.h"
+#include "support/tempdirectory.h"
 
 namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
 
-// Runs each test in a fresh directory under /tmp with the console (and on
-// request the log) captured, and puts everything back afterwards.
+// Runs each test in a fresh working directory with the console captured.
 class FileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        previousDirectory_ = fs::current_path();
-        char pattern[] = "/tmp/corvane-files-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        root_ = pattern;
-        fs::current_path(root_);
-        savedStreams_ = outputStreams;
-        savedSettings_ = outputSettings;
-        console_ = ::open_memstream(&consoleBuffer_, &consoleSize_);
-        outputStreams.console = console_;
-        outputSettings.consoleActive = true;
-        outputSettings.logActive = false;
-        outputSettings.interactive = false;
-        setIoResult(0);
-    }
-
-    void TearDown() override {
-        setIoResult(0);
-        outputStreams = savedStreams_;
-        outputSettings = savedSettings_;
-        closeCapture(console_, consoleBuffer_);
-        closeCapture(log_, logBuffer_);
-        fs::current_path(previousDirectory_);
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
-
-    void captureLog() {
-        log_ = ::open_memstream(&logBuffer_, &logSize_);
-        outputStreams.log = log_;
-        outputSettings.logActive = true;
-    }
+    void SetUp() override { setIoResult(0); }
+    void TearDown() override { setIoResult(0); }
 
     // Console text written since the last call.
-    std::string output() { return take(console_, consoleBuffer_, consoleSize_, consoleTaken_); }
-    std::string logOutput() { return take(log_, logBuffer_, logSize_, logTaken_); }
+    std::string output() { return capture_.takeConsole(); }
 
     static void writeBytes(const fs::path& path, const std::string& bytes) {
         std::ofstream(path, std::ios::binary) << bytes;
@@ -79,32 +46,8 @@ protected:
         return count;
     }
 
-    fs::path root_;
-
-private:
-    static std::string take(std::FILE* stream, char*& buffer, std::size_t& size, std::size_t& taken) {
-        if (!stream) return {};
-        std::fflush(stream);
-        std::string text(buffer + taken, size - taken);
-        taken = size;
-        return text;
-    }
-    static void closeCapture(std::FILE*& stream, char*& buffer) {
-        if (stream) std::fclose(stream);
-        std::free(buffer);
-        stream = nullptr;
-        buffer = nullptr;
-    }
-
-    fs::path previousDirectory_;
-    OutputStreams savedStreams_;
-    OutputSettings savedSettings_;
-    std::FILE* console_ = nullptr;
-    char* consoleBuffer_ = nullptr;
-    std::size_t consoleSize_ = 0, consoleTaken_ = 0;
-    std::FILE* log_ = nullptr;
-    char* logBuffer_ = nullptr;
-    std::size_t logSize_ = 0, logTaken_ = 0;
+    TemporaryWorkingDirectory directory_{"corvane-files"};
+    OutputCapture capture_{/*interactive=*/false, /*withLog=*/false};
 };
 
 // Lowers the file size limit so that writes beyond it fail with EFBIG, a
@@ -142,12 +85,11 @@ TEST_F(FileOpenReport, MissingFileGivesDosErrorAndFileNotFound) {
 }
 
 TEST_F(FileOpenReport, ClassWordIsRedOnInteractiveConsoleAndPlainInLog) {
-    outputSettings.interactive = true;
-    captureLog();
+    OutputCapture capture(/*interactive=*/true);
     FileHandle file;
     EXPECT_FALSE(readBinaryFile(file, "missing.bin"));
-    EXPECT_EQ(output(), "\x1b[91mDOS-Error\x1b[0m\n  File (missing.bin) not found.\n");
-    EXPECT_EQ(logOutput(), "DOS-Error\n  File (missing.bin) not found.\n");
+    EXPECT_EQ(capture.console(), "\x1b[91mDOS-Error\x1b[0m\n  File (missing.bin) not found.\n");
+    EXPECT_EQ(capture.log(), "DOS-Error\n  File (missing.bin) not found.\n");
 }
 
 TEST_F(FileOpenReport, MissingDirectoryGivesPathNotFound) {
@@ -246,7 +188,7 @@ TEST_F(FilePathHandling, TwoLevelsUpResolveAgainstWorkingDirectory) {
     ByteText line;
     EXPECT_TRUE(file.readLine(line));
     EXPECT_EQ(line, "top");
-    const std::string resolved = (root_ / "x").string();
+    const std::string resolved = (directory_.path() / "x").string();
     EXPECT_EQ(output(), "Read file (" + shortenPath(Text(resolved)).toUtf8() + ").\n");
     EXPECT_TRUE(readTextFile(file, "..\\..\\x", SuccessLine::quiet));
 }
@@ -380,7 +322,7 @@ TEST_F(FileSave, TargetChangesOnlyAtClose) {
     EXPECT_EQ(contentOf("image.raw"), "old");
     EXPECT_TRUE(file.close());
     EXPECT_EQ(contentOf("image.raw"), "new content");
-    EXPECT_EQ(entryCount(root_), 1);
+    EXPECT_EQ(entryCount(directory_.path()), 1);
 }
 
 TEST_F(FileSave, AbandonedSaveLeavesTheOldFile) {
@@ -391,7 +333,7 @@ TEST_F(FileSave, AbandonedSaveLeavesTheOldFile) {
         EXPECT_TRUE(file.writeLine("half"));
     }
     EXPECT_EQ(contentOf("table.txt"), "old\n");
-    EXPECT_EQ(entryCount(root_), 1);
+    EXPECT_EQ(entryCount(directory_.path()), 1);
     EXPECT_EQ(output(), "");
 }
 
@@ -418,7 +360,7 @@ TEST_F(FileSave, FailedWriteKeepsTheOldFileAndReportsAtClose) {
     }
     EXPECT_EQ(output(), "I/O-Error\n  Disk (volume.raw) write error.\n");
     EXPECT_EQ(contentOf("volume.raw"), "good old volume");
-    EXPECT_EQ(entryCount(root_), 1);
+    EXPECT_EQ(entryCount(directory_.path()), 1);
 }
 
 TEST_F(FileSave, FailedFlushAtCloseKeepsTheOldFile) {
@@ -434,7 +376,7 @@ TEST_F(FileSave, FailedFlushAtCloseKeepsTheOldFile) {
     }
     EXPECT_EQ(output(), "I/O-Error\n  Disk (mesh.txt) write error.\n");
     EXPECT_EQ(contentOf("mesh.txt"), "good old mesh\n");
-    EXPECT_EQ(entryCount(root_), 1);
+    EXPECT_EQ(entryCount(directory_.path()), 1);
 }
 
 TEST_F(FileSave, FullDiskIsWriteError) {
@@ -479,22 +421,10 @@ TEST(FileErrorCodes, PlatformValuesMapToClassicCodes) {
 }
 
 TEST(FileErrorCodes, UnclassicValueIsPrintedAsErrorNumber) {
-    OutputStreams savedStreams = outputStreams;
-    OutputSettings savedSettings = outputSettings;
-    char* buffer = nullptr;
-    std::size_t size = 0;
-    std::FILE* capture = ::open_memstream(&buffer, &size);
-    outputStreams.console = capture;
-    outputSettings.consoleActive = true;
-    outputSettings.logActive = false;
-    outputSettings.interactive = false;
+    OutputCapture capture(/*interactive=*/false, /*withLog=*/false);
     setIoResult(dosCodeFromErrno(ELOOP));
     EXPECT_TRUE(reportIoError("loop"));
-    std::fclose(capture);
-    EXPECT_EQ(std::string(buffer, size), "\?\?\?-Error\n  Error number: " + std::to_string(1000 + ELOOP) + " from loop\n");
-    std::free(buffer);
-    outputStreams = savedStreams;
-    outputSettings = savedSettings;
+    EXPECT_EQ(capture.console(), "\?\?\?-Error\n  Error number: " + std::to_string(1000 + ELOOP) + " from loop\n");
 }
 
 // ---------------------------------------------------------------- directories
@@ -532,12 +462,12 @@ TEST_F(FileDirectories, MakeDirectoryNeedsItsParent) {
 TEST_F(FileDirectories, ChangeDirectoryMovesTheWorkingDirectory) {
     fs::create_directory("inner");
     EXPECT_TRUE(changeDirectory("inner"));
-    EXPECT_EQ(currentDirectory().toUtf8(), (root_ / "inner").string());
+    EXPECT_EQ(currentDirectory().toUtf8(), (directory_.path() / "inner").string());
     EXPECT_TRUE(changeDirectory(".."));
-    EXPECT_EQ(currentDirectory().toUtf8(), root_.string());
+    EXPECT_EQ(currentDirectory().toUtf8(), directory_.path().string());
     EXPECT_FALSE(changeDirectory("absent"));
     EXPECT_EQ(output(), "Change directory (inner).\nChange directory (" +
-                            shortenPath(Text(root_.string())).toUtf8() +
+                            shortenPath(Text(directory_.path().string())).toUtf8() +
                             ").\nDOS-Error\n  Path (absent) not found.\n");
 }
 

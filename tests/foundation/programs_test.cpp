@@ -3,15 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include "foundation/console.h"
+#include "support/outputcapture.h"
+#include "support/tempdirectory.h"
 
 namespace corvane {
 namespace {
@@ -21,48 +20,13 @@ namespace fs = std::filesystem;
 // Fresh working directory and a captured console for each test.
 class ProgramTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        previousDirectory_ = fs::current_path();
-        char pattern[] = "/tmp/corvane-programs-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        root_ = pattern;
-        fs::current_path(root_);
-        savedStreams_ = outputStreams;
-        savedSettings_ = outputSettings;
-        console_ = ::open_memstream(&buffer_, &size_);
-        outputStreams.console = console_;
-        outputSettings.consoleActive = true;
-        outputSettings.logActive = false;
-        outputSettings.interactive = false;
-        setIoResult(0);
-    }
+    void SetUp() override { setIoResult(0); }
 
-    void TearDown() override {
-        outputStreams = savedStreams_;
-        outputSettings = savedSettings_;
-        std::fclose(console_);
-        std::free(buffer_);
-        fs::current_path(previousDirectory_);
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
+    // Console text written since the last call.
+    std::string output() { return capture_.takeConsole(); }
 
-    std::string output() {
-        std::fflush(console_);
-        std::string text(buffer_ + taken_, size_ - taken_);
-        taken_ = size_;
-        return text;
-    }
-
-    fs::path root_;
-
-private:
-    fs::path previousDirectory_;
-    OutputStreams savedStreams_;
-    OutputSettings savedSettings_;
-    std::FILE* console_ = nullptr;
-    char* buffer_ = nullptr;
-    std::size_t size_ = 0, taken_ = 0;
+    TemporaryWorkingDirectory directory_{"corvane-programs"};
+    OutputCapture capture_{/*interactive=*/false, /*withLog=*/false};
 };
 
 double processorSeconds() {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <random>
@@ -15,58 +14,12 @@
 #include <vector>
 
 #include "foundation/console.h"
+#include "support/outputcapture.h"
 
 namespace corvane {
 namespace {
 
 constexpr std::int64_t mebibyte = 1048576;
-
-// Points console and log at memory streams, log on, and puts everything back
-// afterwards. take* yield what arrived since the previous take.
-class OutputCapture {
-public:
-    OutputCapture() : savedSettings_(outputSettings), savedStreams_(outputStreams) {
-        console_ = open_memstream(&consoleBuffer_, &consoleSize_);
-        log_ = open_memstream(&logBuffer_, &logSize_);
-        outputStreams.console = console_;
-        outputStreams.log = log_;
-        outputSettings.logActive = true;
-        outputSettings.consoleActive = true;
-        outputSettings.interactive = false;
-    }
-    ~OutputCapture() {
-        outputSettings = savedSettings_;
-        outputStreams = savedStreams_;
-        std::fclose(console_);
-        std::fclose(log_);
-        std::free(consoleBuffer_);
-        std::free(logBuffer_);
-    }
-    OutputCapture(const OutputCapture&) = delete;
-    OutputCapture& operator=(const OutputCapture&) = delete;
-
-    std::string takeConsole() { return take(console_, consoleBuffer_, consoleSize_, consoleTaken_); }
-    std::string takeLog() { return take(log_, logBuffer_, logSize_, logTaken_); }
-
-private:
-    static std::string take(std::FILE* file, char*& buffer, std::size_t& size, std::size_t& taken) {
-        std::fflush(file);
-        std::string text(buffer + taken, size - taken);
-        taken = size;
-        return text;
-    }
-
-    OutputSettings savedSettings_;
-    OutputStreams savedStreams_;
-    std::FILE* console_ = nullptr;
-    std::FILE* log_ = nullptr;
-    char* consoleBuffer_ = nullptr;
-    char* logBuffer_ = nullptr;
-    std::size_t consoleSize_ = 0;
-    std::size_t logSize_ = 0;
-    std::size_t consoleTaken_ = 0;
-    std::size_t logTaken_ = 0;
-};
 
 // Heap with fault injection: requests numbered failFirst..failLast (from 1)
 // yield null, reallocations counted alike. Blocks come from calloc, so the

@@ -4,46 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
-#include "foundation/console.h"
+#include "support/outputcapture.h"
 
 namespace corvane {
 namespace {
-
-// Console and log into memory for the length of a test, log on.
-class QuietOutput {
-public:
-    QuietOutput() : savedSettings_(outputSettings), savedStreams_(outputStreams) {
-        stream_ = open_memstream(&buffer_, &size_);
-        outputStreams.console = stream_;
-        outputStreams.log = stream_;
-        outputSettings.logActive = true;
-        outputSettings.interactive = false;
-    }
-    ~QuietOutput() {
-        outputSettings = savedSettings_;
-        outputStreams = savedStreams_;
-        std::fclose(stream_);
-        std::free(buffer_);
-    }
-    QuietOutput(const QuietOutput&) = delete;
-    QuietOutput& operator=(const QuietOutput&) = delete;
-
-    std::string text() {
-        std::fflush(stream_);
-        return std::string(buffer_, size_);
-    }
-
-private:
-    OutputSettings savedSettings_;
-    OutputStreams savedStreams_;
-    std::FILE* stream_ = nullptr;
-    char* buffer_ = nullptr;
-    std::size_t size_ = 0;
-};
 
 void* refuseAll(std::int64_t) { return nullptr; }
 void releaseNothing(void*) {}
@@ -57,7 +23,7 @@ protected:
         MemoryAllocator saved;
     };
 
-    QuietOutput output;
+    OutputCapture output;  // console and log into memory, log on
 };
 
 TEST_F(TypedArrays, EachLayerSetsItsTagAndRecordSize) {
@@ -210,7 +176,7 @@ TEST_F(TypedArrays, LayersSurviveAFailedAllocation) {
     EXPECT_EQ(names.append("name"), 0);
     EXPECT_EQ(names.find("name"), 0);
 
-    const std::string printed = output.text();
+    const std::string printed = output.console() + output.log();
     EXPECT_NE(printed.find("  Wrong static allocation (Out of memory?)! Create empty field.\n"), std::string::npos);
     EXPECT_NE(printed.find("  Wrong dynamic allocation (Out of memory?)! Create empty field.\n"), std::string::npos);
 }

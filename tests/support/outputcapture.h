@@ -1,5 +1,7 @@
 // Test support: routes the console and log sinks into memory for one scope
-// and puts the previous streams and settings back afterwards.
+// and puts the previous streams and settings back afterwards. console() and
+// log() give everything so far; takeConsole() and takeLog() give what arrived
+// since the previous take.
 #pragma once
 
 #include <cstdio>
@@ -14,49 +16,56 @@ class OutputCapture {
 public:
     explicit OutputCapture(bool interactive = false, bool withLog = true)
         : savedSettings_(outputSettings), savedStreams_(outputStreams) {
-        console_ = open_memstream(&consoleBuffer_, &consoleSize_);
-        outputStreams.console = console_;
+        outputStreams.console = console_.open();
         outputSettings.consoleActive = true;
         outputSettings.interactive = interactive;
-        if (withLog) {
-            log_ = open_memstream(&logBuffer_, &logSize_);
-            outputStreams.log = log_;
-            outputSettings.logActive = true;
-        } else {
-            outputStreams.log = nullptr;
-            outputSettings.logActive = false;
-        }
+        outputStreams.log = withLog ? log_.open() : nullptr;
+        outputSettings.logActive = withLog;
     }
     ~OutputCapture() {
         outputSettings = savedSettings_;
         outputStreams = savedStreams_;
-        std::fclose(console_);
-        if (log_) std::fclose(log_);
-        std::free(consoleBuffer_);
-        std::free(logBuffer_);
     }
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    std::string console() {
-        std::fflush(console_);
-        return std::string(consoleBuffer_, consoleSize_);
-    }
-    std::string log() {
-        if (!log_) return {};
-        std::fflush(log_);
-        return std::string(logBuffer_, logSize_);
-    }
+    std::string console() { return console_.from(0); }
+    std::string log() { return log_.from(0); }
+    std::string takeConsole() { return console_.take(); }
+    std::string takeLog() { return log_.take(); }
 
 private:
+    // One memory stream and how far the takes have read it.
+    struct Sink {
+        std::FILE* file = nullptr;
+        char* buffer = nullptr;
+        std::size_t size = 0;
+        std::size_t taken = 0;
+
+        Sink() = default;
+        Sink(const Sink&) = delete;
+        Sink& operator=(const Sink&) = delete;
+        ~Sink() {
+            if (file) std::fclose(file);
+            std::free(buffer);
+        }
+        std::FILE* open() { return file = open_memstream(&buffer, &size); }
+        std::string from(std::size_t start) {
+            if (!file) return {};
+            std::fflush(file);
+            return std::string(buffer + start, size - start);
+        }
+        std::string take() {
+            std::string text = from(taken);
+            taken = size;
+            return text;
+        }
+    };
+
     OutputSettings savedSettings_;
     OutputStreams savedStreams_;
-    std::FILE* console_ = nullptr;
-    std::FILE* log_ = nullptr;
-    char* consoleBuffer_ = nullptr;
-    char* logBuffer_ = nullptr;
-    std::size_t consoleSize_ = 0;
-    std::size_t logSize_ = 0;
+    Sink console_;
+    Sink log_;
 };
 
 }  // namespace corvane
