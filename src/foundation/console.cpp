@@ -13,6 +13,7 @@ OutputStreams outputStreams;
 namespace {
 
 thread_local int pendingIoResult = 0;
+bool logFileOpen = false;  // the log stream is the file startLog opened
 
 void toConsole(const ByteText& text) {
     if (outputSettings.consoleActive && outputStreams.console)
@@ -108,13 +109,18 @@ bool startLog(const Text& programName) {
     std::FILE* file = std::fopen(name.c_str(), "w");
     if (!file) return false;
     outputStreams.log = file;
+    logFileOpen = true;
     outputSettings.logActive = true;
     return true;
 }
 
 void stopLog() {
-    if (outputStreams.log) std::fclose(outputStreams.log);
-    outputStreams.log = nullptr;
+    // A stream put there by someone else is theirs to close.
+    if (logFileOpen && outputStreams.log) {
+        std::fclose(outputStreams.log);
+        outputStreams.log = nullptr;
+    }
+    logFileOpen = false;
     outputSettings.logActive = false;
 }
 
