@@ -1,2 +1,4 @@
 // corvane: console batch processor for images, volumes, meshes and lines.
-int main() { return 0; }
+#include "shell/entry.h"
+
+int main(int argc, char** argv) { return corvane::runCorvane(argc, argv); }

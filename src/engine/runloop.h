@@ -1,0 +1,32 @@
+// Execution loop: runScript, runBlock with its word list, skipping mode and
+// store blocks, and the calls of procedures, functions and variable functions.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/macroengine.h"
+
+namespace corvane {
+
+// A clean engine with the trace on.
+void newMacroEngine(MacroEngine& engine);
+void freeMacroEngine(MacroEngine& engine);
+
+// Runs the loaded table once: "Script runs...", the lines, "Script ends.".
+void runScript(MacroEngine& engine);
+// Runs (active) or skips the lines behind `line` up to the closing end;
+// yields the index of the last line read.
+std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active);
+
+bool callProcedure(MacroEngine& engine, std::int64_t& line, const Text& name);
+bool callFunction(MacroEngine& engine, const Text& name);
+bool callVariableFunction(MacroEngine& engine, const Text& name);
+
+// "In line L (F)." and the message, then the stop flag: break and stop.
+void stopScript(MacroEngine& engine, const char* message);
+
+// A statement of the language's word list: runs with the line's remainder
+// and yields the index of the last line it read.
+using WordStatement = std::int64_t (*)(MacroEngine& engine, std::int64_t line, const Text& remainder);
+
+}  // namespace corvane

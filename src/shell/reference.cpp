@@ -1,0 +1,51 @@
+// Command reference table and the first-run macro file.
+#include "shell/reference.h"
+
+#include <cstdio>
+#include <string>
+
+namespace corvane {
+
+namespace {
+
+// verbatim: the executable head and the notes of the first-run file.
+constexpr const char* fileHead[] = {
+    "// corvane.macro: the command list of corvane, written on its first run.",
+    "// Every line behind halt is an example of one command; nothing there is run.",
+    "// corvane 2017-2026, console batch processing of images, volumes, meshes and lines.",
+    "",
+    "io.file.remove \"corvane.macro\" // remove old command list",
+    "execute ./corvane // make new command list",
+    "halt // Do not interpret the rest",
+    "",
+    "// @variable denotes builtin variables.",
+    "// Assignment := are only used if the stack type is the same (image := image.func) or a result (10 := "
+    "image.func).",
+};
+
+constexpr const char* fileEnd = "// For more line commands, look at Fenwy2!";
+
+// One row per registered command, grouped by family in registration order.
+constexpr ReferenceLine reference[] = {
+    {nullptr, nullptr, nullptr},
+};
+
+}  // namespace
+
+std::span<const ReferenceLine> commandReference() {
+    return std::span<const ReferenceLine>(reference, sizeof reference / sizeof reference[0] - 1);
+}
+
+bool writeFirstRunMacro(const Text& path, const Text& version) {
+    std::FILE* file = std::fopen(path.toUtf8().c_str(), "w");
+    if (!file) return false;
+    std::string text = "//!./corvane // Version: " + version.toUtf8() + "\n";
+    for (const char* line : fileHead) text += std::string(line) + "\n";
+    for (const ReferenceLine& row : commandReference())
+        text += std::string(row.example) + " // " + row.help + "\n";
+    text += std::string(fileEnd) + "\n";
+    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    return std::fclose(file) == 0 && written;
+}
+
+}  // namespace corvane
