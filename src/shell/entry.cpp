@@ -12,7 +12,7 @@
 #include "foundation/numbers.h"
 #include "foundation/processor.h"
 #include "foundation/progress.h"
-#include "libraries/general.h"
+#include "shell/commands.h"
 #include "shell/options.h"
 #include "shell/reference.h"
 
@@ -34,11 +34,6 @@ struct ProgramState {
 // Option values become macro variables at level 0, before any run.
 void setVariable(ProgramState& state, const Text& name, const Text& value) {
     corvane::setVariable(state.engine, name, value);
-}
-
-// Library commands, then the workspace families, each under its prefix.
-void registerCommands(MacroEngine& engine) {
-    registerGeneralCommands(engine);
 }
 
 // A value as a shell or an ini file may leave it: quotes off, double first.
@@ -181,7 +176,7 @@ int runCorvane(int argc, char** argv) {
     setVariable(state, "thread.max", integerToText(static_cast<std::uint16_t>(processor.threadCount)));
 
     // 18.-19. Commands.
-    registerCommands(state.engine);
+    registerAllCommands(state.engine);
 
     // 20.-22. The macro file, or the first-run reference in its place.
     if (!first && fileExists(state.macroFile)) {

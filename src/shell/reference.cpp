@@ -19,8 +19,9 @@ constexpr const char* fileHead[] = {
     "halt // Do not interpret the rest",
     "",
     "// @variable denotes builtin variables.",
-    "// Assignment := are only used if the stack type is the same (image := image.func) or a result (10 := "
-    "image.func).",
+    // One line of the file, too long for one line here.
+    ("// Assignment := are only used if the stack type is the same (image := image.func) or a result (10 := "
+     "image.func)."),
 };
 
 constexpr const char* fileEnd = "// For more line commands, look at Fenwy2!";
