@@ -28,6 +28,22 @@ constexpr const char* fileEnd = "// For more line commands, look at Fenwy2!";
 
 // One row per registered command, grouped by family in registration order.
 constexpr ReferenceLine reference[] = {
+    // general
+    {"debug",        "debug",                        "trace every statement on the console"},
+    {"debug.no",     "debug.no",                     "no trace"},
+    {"nop",          "nop",                          "does nothing"},
+    {"stop",         "stop",                         "stops the script"},
+    {"write",        "write \"a = \" a",             "writes its parameters, no line end"},
+    {"write.tab",    "write.tab",                    "writes a tab"},
+    {"writeln",      "writeln \"a = \" a",           "writes its parameters and ends the line"},
+    {"print",        "print \"a = \" a",             "writes its parameters and ends the line"},
+    {"echo",         "echo \"a = \" a",              "writes its parameters and ends the line"},
+    {"print.red",    "print.red \"failed: \" name",  "print in red"},
+    {"print.green",  "print.green \"done\"",         "print in green"},
+    {"print.blue",   "print.blue a",                 "print in blue"},
+    {"print.yellow", "print.yellow a",               "print in yellow"},
+    {"print.cyan",   "print.cyan a",                 "print in cyan"},
+    {"print.purple", "print.purple a",               "print in purple"},
     {nullptr, nullptr, nullptr},
 };
 
