@@ -22,6 +22,7 @@ void SyntaxTable::truncateAtScope(std::int64_t scope) {
         return row.scope >= scope;
     });
     const auto keep = static_cast<std::size_t>(first - rows.begin());
+    if (rows.size() > keep) ++generation;
     while (rows.size() > keep) {
         const std::string key = nameKey(rows.back().name);
         std::vector<std::int64_t>& indices = rowsByName[key];
@@ -34,6 +35,7 @@ void SyntaxTable::truncateAtScope(std::int64_t scope) {
 void SyntaxTable::clear() {
     rows.clear();
     rowsByName.clear();
+    ++generation;
 }
 
 void setRegistrationPrefix(MacroEngine& engine, const Text& prefix) {
@@ -72,6 +74,7 @@ void addRow(MacroEngine& engine, const Text& word, std::uint8_t kind, HandlerRef
     row.startLine = startLine;
     table.rows.push_back(std::move(row));
     table.rowsByName[key].push_back(table.count());
+    ++table.generation;
 }
 
 HandlerRef plain(PlainHandler handler) { return HandlerRef{handler, nullptr}; }
@@ -98,13 +101,33 @@ std::int64_t findExact(MacroEngine& engine, const Text& word, std::uint8_t wante
     return 0;
 }
 
-std::int64_t findWithCandidates(MacroEngine& engine, const Text& word, std::uint8_t wanted) {
+std::int64_t searchWithCandidates(MacroEngine& engine, const Text& word, std::uint8_t wanted) {
     const Text lowered = word.lowerCase();
     if (const std::int64_t row = findExact(engine, lowered, wanted)) return row;
     for (const Text& candidate : pluralCandidates(lowered)) {
         if (const std::int64_t row = findExact(engine, candidate, wanted)) return row;
     }
     return 0;
+}
+
+// The search above, remembered until the rows change; a remembered hit
+// still counts in the row's used count.
+std::int64_t findWithCandidates(MacroEngine& engine, const Text& word, std::uint8_t wanted) {
+    SyntaxTable& table = engine.syntax;
+    if (table.cacheGeneration != table.generation) {
+        for (auto& cache : table.lookupCache) cache.clear();
+        table.cacheGeneration = table.generation;
+    }
+    auto& cache = table.lookupCache[wanted];
+    const std::string key = nameKey(word);
+    const auto hit = cache.find(key);
+    if (hit != cache.end()) {
+        if (hit->second != 0) ++table.row(hit->second).usedCount;
+        return hit->second;
+    }
+    const std::int64_t row = searchWithCandidates(engine, word, wanted);
+    cache.emplace(key, row);
+    return row;
 }
 
 }  // namespace

@@ -46,6 +46,11 @@ struct SyntaxMember {
 struct SyntaxTable {
     std::vector<SyntaxMember> rows;  // row r (1-based) is rows[r - 1]
     std::unordered_map<std::string, std::vector<std::int64_t>> rowsByName;
+    // Results of whole lookups with their plural candidates, by kind wanted;
+    // valid while `generation` stands, which every change of the rows moves.
+    std::uint64_t generation = 0;
+    std::uint64_t cacheGeneration = 0;
+    std::unordered_map<std::string, std::int64_t> lookupCache[5];
 
     std::int64_t count() const { return static_cast<std::int64_t>(rows.size()); }
     SyntaxMember& row(std::int64_t index) { return rows[static_cast<std::size_t>(index - 1)]; }

@@ -168,7 +168,7 @@ bool inStoreBlock(const MacroEngine& engine) {
     const auto below = static_cast<std::size_t>(engine.level - 1);
     if (below >= engine.blockStack.size()) return false;
     const Text name = engine.blockStack[below].toText();
-    return name == Text("store") || name == Text("append");
+    return name == "store" || name == "append";
 }
 
 void writeOutputLine(MacroEngine& engine, const Text& text) { currentOutput(engine).writeLine(text.toUtf8()); }
@@ -225,7 +225,7 @@ Text pointText(const Vector3& p) { return realToText(p.x) + " " + realToText(p.y
 // One piece of a mask line: mask i decides what becomes of parameter i.
 Text maskedPiece(const Text& mask, const Text& value, Char16 op) {
     if (mask.empty()) return value;
-    if (!startsWithNumber(mask)) return mask == Text("@") ? value : mask + value;
+    if (!startsWithNumber(mask)) return mask == "@" ? value : mask + value;
     const double m = realOf(mask), v = realOf(value);
     switch (op) {
         case '*': return realToText(v * m);
@@ -378,9 +378,9 @@ void haltStatement(MacroEngine& engine) {
 // then/else/of with a statement behind them: the statement when the
 // condition holds, nothing otherwise, except halt and break, which always act.
 void resolveOneLineForm(const BlockFrame& frame, Text& word, Text& remainder) {
-    const bool isThen = word == Text("then") || word == Text("if.then") || word == Text("if.true");
-    const bool isElse = word == Text("else") || word == Text("if.else") || word == Text("if.false");
-    const bool isOf = word == Text("of");
+    const bool isThen = word == "then" || word == "if.then" || word == "if.true";
+    const bool isElse = word == "else" || word == "if.else" || word == "if.false";
+    const bool isOf = word == "of";
     if ((!isThen && !isElse && !isOf) || remainder.empty()) return;
     Text statement = remainder;
     bool applies = isThen ? frame.condition : !frame.condition;
@@ -392,7 +392,7 @@ void resolveOneLineForm(const BlockFrame& frame, Text& word, Text& remainder) {
     }
     if (applies) {
         splitCommand(statement, word, remainder);
-    } else if (statement == Text("halt") || statement == Text("break")) {
+    } else if (statement == "halt" || statement == "break") {
         word = statement;
         remainder = Text();
     } else {
@@ -436,10 +436,10 @@ void runScript(MacroEngine& engine) {
         writeLine("Script runs...");
         engine.runningFlag = true;
         engine.stopFlag = false;
-        for (const char* name : {"for.length", "for.rest", "for.count", "for.relative"}) setVariable(engine, name, "0");
         setVariable(engine, "true", "1");
         setVariable(engine, "false", "0");
-        setVariable(engine, "condition", "0");
+        for (const char* name : {"condition", "for.length", "for.rest", "for.count", "for.relative"})
+            setVariable(engine, name, "0");
         runBlock(engine, 0, true);
         popLevel(engine);
         engine.runningFlag = false;
@@ -467,7 +467,7 @@ std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
         engine.assignTarget = Text();
         engine.resultText = Text();
         splitCommand(text, word, remainder);
-        if (word == Text("include")) {
+        if (word == "include") {
             parseParameters(engine, remainder);
             const Text name = parameter(engine, 1);
             traceWordText(engine, "include", name);
@@ -478,23 +478,23 @@ std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
         engine.commandWord = registerText(word);
         frame.remainder = remainder;
 
-        if (word == Text("halt")) {
+        if (word == "halt") {
             parseParameters(engine, remainder);
             haltStatement(engine);
             break;
         }
-        if (word == Text("break")) {
+        if (word == "break") {
             parseParameters(engine, remainder);
             stopScript(engine, "Script break. Terminate everything.");
             break;
         }
-        if (word == Text("end") || word == Text("until")) {
+        if (word == "end" || word == "until") {
             engine.resultText = registerText(substituteVariable(engine, remainder));
             popLevel(engine);
             engine.frame = outer;
             return line;
         }
-        if (word == Text("begin")) continue;
+        if (word == "begin") continue;
 
         if (!active) {
             if (opensSkippedBlock(engine, word)) line = runBlock(engine, line, false);
@@ -528,7 +528,13 @@ bool callProcedure(MacroEngine& engine, std::int64_t& line, const Text& name) {
         reportUnknown(engine, name, "Unknown procedure!");
         return false;
     }
-    const SyntaxMember row = engine.syntax.row(index);
+    // A copy of what the call needs: a handler may add or drop rows.
+    const SyntaxMember& found = engine.syntax.row(index);
+    const struct {
+        std::uint8_t kind;
+        HandlerRef handler, secondHandler;
+        std::int64_t startLine;
+    } row = {found.kind, found.handler, found.secondHandler, found.startLine};
     const std::uint8_t kind = row.kind & 15;
     if (kind == rowBlock) {
         if (!row.handler.set() || !row.secondHandler.set() || row.startLine != 0) {

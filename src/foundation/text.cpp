@@ -355,6 +355,11 @@ bool operator==(const Text& a, const Text& b) {
     return a.length() == b.length() && (a.empty() || matchesAt(a, b, 0));
 }
 
+bool operator==(const Text& a, std::string_view ascii) {
+    if (a.low_ != ascii) return false;
+    return a.high_.empty() || a.high_.find_first_not_of('\0') == std::string::npos;
+}
+
 int compareText(const Text& a, const Text& b) {
     const std::int64_t lengthA = a.length(), lengthB = b.length();
     if (!numberSettings.AlignedTextOrder && lengthA != lengthB) return lengthA < lengthB ? -1 : 1;

@@ -95,6 +95,9 @@ public:
 
     // Same characters, same length.
     friend bool operator==(const Text& a, const Text& b);
+    // Against an ASCII literal, without building a Text.
+    friend bool operator==(const Text& a, std::string_view ascii);
+    friend bool operator==(const Text& a, const char* ascii) { return a == std::string_view(ascii); }
 
 private:
     void widenHigh();
