@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "engine/assignment.h"
+#include "engine/conditions.h"
 #include "engine/diagnostics.h"
 #include "engine/parameters.h"
 #include "foundation/console.h"
@@ -25,12 +26,6 @@ namespace {
 
 std::int64_t ignoreStatement(MacroEngine& engine, std::int64_t line, const Text&) {
     return runBlock(engine, line, false);
-}
-
-void nameBlock(MacroEngine& engine, const char* name) {
-    if (static_cast<std::int64_t>(engine.blockStack.size()) <= engine.level)
-        engine.blockStack.resize(static_cast<std::size_t>(engine.level + 1));
-    engine.blockStack[static_cast<std::size_t>(engine.level)] = Text(name);
 }
 
 std::int64_t processStatement(MacroEngine& engine, std::int64_t line, const Text&) {
@@ -124,14 +119,9 @@ std::int64_t executeStatement(MacroEngine& engine, std::int64_t line, const Text
     return line;
 }
 
-struct LanguageWord {
-    WordStatement statement;
-    bool opensSkippedBlock;  // pairing in skipping mode rests on these
-};
-
 // Words tested as text before any command lookup; they can't be overridden.
-const std::unordered_map<std::string, LanguageWord>& languageWords() {
-    static const std::unordered_map<std::string, LanguageWord> words = {
+WordTable makeLanguageWords() {
+    WordTable words = {
         {"ignore", {ignoreStatement, true}},
         {"process", {processStatement, true}},
         {"with", {withStatement, true}},
@@ -143,6 +133,12 @@ const std::unordered_map<std::string, LanguageWord>& languageWords() {
         {"append", {appendStatement, true}},
         {"execute", {executeStatement, false}},
     };
+    addConditionWords(words);
+    return words;
+}
+
+const WordTable& languageWords() {
+    static const WordTable words = makeLanguageWords();
     return words;
 }
 
@@ -150,8 +146,7 @@ const std::unordered_map<std::string, LanguageWord>& languageWords() {
 // to conditions, loops and subroutines.
 bool opensSkippedBlock(MacroEngine& engine, const Text& word) {
     static const std::unordered_map<std::string, bool> more = {
-        {"procedure", true}, {"function", true}, {"module", true}, {"then", true},   {"if.then", true},
-        {"if.true", true},   {"else", true},     {"if.else", true}, {"if.false", true}, {"of", true},
+        {"procedure", true}, {"function", true}, {"module", true},
         {"for", true},       {"repeat", true},   {"while", true},   {"parallel", true},
     };
     const auto hit = languageWords().find(word.low());
@@ -414,6 +409,12 @@ void callHandler(MacroEngine& engine, std::uint8_t kind, const HandlerRef& handl
 }
 
 }  // namespace
+
+void nameBlock(MacroEngine& engine, const char* name) {
+    if (static_cast<std::int64_t>(engine.blockStack.size()) <= engine.level)
+        engine.blockStack.resize(static_cast<std::size_t>(engine.level + 1));
+    engine.blockStack[static_cast<std::size_t>(engine.level)] = Text(name);
+}
 
 void newMacroEngine(MacroEngine& engine) {
     freeMacroEngine(engine);

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <unordered_map>
 
 #include "engine/macroengine.h"
 
@@ -28,5 +30,14 @@ void stopScript(MacroEngine& engine, const char* message);
 // A statement of the language's word list: runs with the line's remainder
 // and yields the index of the last line it read.
 using WordStatement = std::int64_t (*)(MacroEngine& engine, std::int64_t line, const Text& remainder);
+
+struct LanguageWord {
+    WordStatement statement;
+    bool opensSkippedBlock;  // pairing in skipping mode rests on these
+};
+using WordTable = std::unordered_map<std::string, LanguageWord>;
+
+// Names the block about to run at the current level, for dump.stack and store lines.
+void nameBlock(MacroEngine& engine, const char* name);
 
 }  // namespace corvane
