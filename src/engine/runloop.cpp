@@ -11,6 +11,7 @@
 
 #include "engine/assignment.h"
 #include "engine/conditions.h"
+#include "engine/loops.h"
 #include "engine/diagnostics.h"
 #include "engine/parameters.h"
 #include "foundation/console.h"
@@ -134,6 +135,7 @@ WordTable makeLanguageWords() {
         {"execute", {executeStatement, false}},
     };
     addConditionWords(words);
+    addLoopWords(words);
     return words;
 }
 
@@ -147,7 +149,6 @@ const WordTable& languageWords() {
 bool opensSkippedBlock(MacroEngine& engine, const Text& word) {
     static const std::unordered_map<std::string, bool> more = {
         {"procedure", true}, {"function", true}, {"module", true},
-        {"for", true},       {"repeat", true},   {"while", true},   {"parallel", true},
     };
     const auto hit = languageWords().find(word.low());
     if (hit != languageWords().end() && hit->second.opensSkippedBlock) return true;
