@@ -155,10 +155,7 @@ void registerVariableFunction(MacroEngine& engine, const Text& word, EngineHandl
 
 void registerSubroutine(MacroEngine& engine, const Text& name, std::int64_t scope, std::uint8_t kind,
                         std::int64_t startLine) {
-    const Text prefix = engine.prefixRegister;
-    engine.prefixRegister = Text();
     addRow(engine, name, kind, {}, {}, scope, startLine);
-    engine.prefixRegister = prefix;
 }
 
 std::int64_t findProcedure(MacroEngine& engine, const Text& word, bool allowRepair) {

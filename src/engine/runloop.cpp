@@ -12,6 +12,7 @@
 #include "engine/assignment.h"
 #include "engine/conditions.h"
 #include "engine/loops.h"
+#include "engine/subroutines.h"
 #include "engine/diagnostics.h"
 #include "engine/parameters.h"
 #include "foundation/console.h"
@@ -136,6 +137,7 @@ WordTable makeLanguageWords() {
     };
     addConditionWords(words);
     addLoopWords(words);
+    addSubroutineWords(words);
     return words;
 }
 
@@ -147,12 +149,8 @@ const WordTable& languageWords() {
 // Words that open a block in skipping mode beyond those above; they belong
 // to conditions, loops and subroutines.
 bool opensSkippedBlock(MacroEngine& engine, const Text& word) {
-    static const std::unordered_map<std::string, bool> more = {
-        {"procedure", true}, {"function", true}, {"module", true},
-    };
     const auto hit = languageWords().find(word.low());
     if (hit != languageWords().end() && hit->second.opensSkippedBlock) return true;
-    if (more.count(word.low()) != 0) return true;
     const std::int64_t row = findProcedure(engine, word, false);
     return row != 0 && (engine.syntax.row(row).kind & 15) == rowBlock;
 }
@@ -452,6 +450,11 @@ void runScript(MacroEngine& engine) {
 }
 
 std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
+    if (engine.level >= maxBlockDepth) {
+        // Deeper nesting, mostly a recursion without end, would overflow the stack.
+        reportError(engine, "blocks nested deeper than " + integerToText(maxBlockDepth) + " levels");
+        return line;
+    }
     BlockFrame frame;
     frame.separator = storeSpace;
     BlockFrame* const outer = engine.frame;
@@ -554,6 +557,10 @@ bool callProcedure(MacroEngine& engine, std::int64_t& line, const Text& name) {
         callHandler(engine, row.kind, row.handler.set() ? row.handler : row.secondHandler);
         return true;
     }
+    if (kind == rowProcedure && !row.handler.set() && !row.secondHandler.set() && row.startLine != 0) {
+        callScriptProcedure(engine, name, row.startLine);
+        return true;
+    }
     reportUnknown(engine, name, "Unknown procedure!");
     return false;
 }
@@ -565,6 +572,10 @@ bool callFunction(MacroEngine& engine, const Text& name) {
         return false;
     }
     const SyntaxMember& row = engine.syntax.row(index);
+    if (row.startLine != 0 && !row.handler.set() && !row.secondHandler.set()) {
+        callScriptFunction(engine, name, row.startLine);
+        return true;
+    }
     if (row.startLine != 0 || row.handler.set() == row.secondHandler.set()) {
         reportUnknown(engine, engine.assignTarget + " := " + name, "Unknown function!");
         return false;

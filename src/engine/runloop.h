@@ -10,6 +10,9 @@
 
 namespace corvane {
 
+// Nesting limit of runBlock: beyond it a block is refused with a report.
+constexpr std::int64_t maxBlockDepth = 2000;
+
 // A clean engine with the trace on.
 void newMacroEngine(MacroEngine& engine);
 void freeMacroEngine(MacroEngine& engine);
