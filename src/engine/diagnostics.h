@@ -1,5 +1,5 @@
-// Diagnostics: the trace of statements as they run and the repair dialogue
-// for an unknown word at a terminal.
+// Diagnostics: the trace of statements as they run, the repair dialogue for
+// an unknown word at a terminal, and the dump. commands.
 #pragma once
 
 #include "engine/macroengine.h"
@@ -17,5 +17,8 @@ void traceCall(const MacroEngine& engine, const Text& target, const Text& word);
 // Asks for a new line in place of an unknown word. True when the user gave
 // one; the word and the parameters are then the new ones.
 bool repairDialogue(MacroEngine& engine, Text& word);
+
+// The dump. commands that list the engine's tables.
+void registerDumpCommands(MacroEngine& engine);
 
 }  // namespace corvane

@@ -277,7 +277,10 @@ Text prepareLine(const LineTable& table, std::int64_t index) {
     const Text line = table.lineText(index);
     // Only the very first line of the table may open with '!'.
     if (index == 1 && line.at(1) == u'!') return Text();
+    return trimAndCutComment(line);
+}
 
+Text trimAndCutComment(const Text& line) {
     std::int64_t first = 1;
     std::int64_t last = line.length();
     while (first <= last && isBlankOrTab(line.at(first))) ++first;

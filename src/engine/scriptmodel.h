@@ -71,6 +71,8 @@ void spliceInclude(LineTable& table, std::int64_t lineIndex, const Text& path);
 // at a comment ("//" or '#' or '%' in column 1, else the first " //", even
 // inside quotes; blanks before the cut stay). Empty means nothing to do.
 Text prepareLine(const LineTable& table, std::int64_t index);
+// The same for a text of its own: trimmed, and cut at a comment.
+Text trimAndCutComment(const Text& line);
 
 // Splits at the first blank (tabs and quotes do not count): the word before
 // it, lower-cased, and the rest behind that one blank, as it stands. Without

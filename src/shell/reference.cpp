@@ -44,6 +44,23 @@ constexpr ReferenceLine reference[] = {
     {"print.yellow", "print.yellow a",               "print in yellow"},
     {"print.cyan",   "print.cyan a",                 "print in cyan"},
     {"print.purple", "print.purple a",               "print in purple"},
+    // dump.
+    {"dump.xml",        "dump.xml",        "all tables of the engine"},
+    {"dump.line",       "dump.line",       "the macro lines with their source lines"},
+    {"dump.used",       "dump.used",       "every command with the count of its calls"},
+    {"dump.prog",       "dump.prog",       "commands, procedures and functions"},
+    {"dump.func",       "dump.func",       "commands, procedures and functions"},
+    {"dump.modulus",    "dump.modulus",    "open modules"},
+    {"dump.modul",      "dump.modul",      "open modules"},
+    {"dump.var",        "dump.var",        "all variables with their scope"},
+    {"dump.var.scope",  "dump.var.scope",  "the variables of the script"},
+    {"dump.vars.scope", "dump.vars.scope", "the variables of the script"},
+    {"dump.with",       "dump.with",       "open with prefixes"},
+    {"dump.output",     "dump.output",     "open output files"},
+    {"dump.stack",      "dump.stack",      "the names of the open blocks"},
+    {"dump.undo",       "dump.undo",       "undo and redo lists"},
+    {"dump.dump.redo",  "dump.dump.redo",  "undo and redo lists"},
+    {"dump.all",        "dump.all",        "all tables of the engine"},
     {nullptr, nullptr, nullptr},
 };
 
