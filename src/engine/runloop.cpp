@@ -12,6 +12,7 @@
 #include "engine/assignment.h"
 #include "engine/conditions.h"
 #include "engine/loops.h"
+#include "engine/search.h"
 #include "engine/subroutines.h"
 #include "engine/diagnostics.h"
 #include "engine/parameters.h"
@@ -138,6 +139,7 @@ WordTable makeLanguageWords() {
     addConditionWords(words);
     addLoopWords(words);
     addSubroutineWords(words);
+    addSearchWords(words);
     return words;
 }
 
