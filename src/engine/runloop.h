@@ -11,7 +11,7 @@
 namespace corvane {
 
 // Nesting limit of runBlock: beyond it a block is refused with a report.
-constexpr std::int64_t maxBlockDepth = 2000;
+constexpr std::int64_t maxBlockDepth = 50000;
 
 // A clean engine with the trace on.
 void newMacroEngine(MacroEngine& engine);

@@ -81,6 +81,10 @@ void sweepPhase(Search& search, const std::function<double(double)>& toward,
 }
 
 std::int64_t searchStatement(MacroEngine& engine, std::int64_t line, const Text& remainder, bool minimizing) {
+    // The variables' names stand as written; the range is substituted.
+    splitParameters(engine, substituteAtVariables(engine, remainder));
+    std::vector<Text> names;
+    for (std::int64_t i = 4; i <= parameterCount(engine); ++i) names.push_back(parameterOrEmpty(engine, i));
     parseParameters(engine, remainder);
     if (parameterCount(engine) < 4) {
         errorCountMin(engine, 4);
@@ -93,10 +97,8 @@ std::int64_t searchStatement(MacroEngine& engine, std::int64_t line, const Text&
     if (!(high - low > 0)) return line;  // nothing, and the block is not skipped either
     setVariable(engine, "result", Text());
     Search search{engine, line, minimizing, {}, {}, low, high};
-    for (std::int64_t i = 4; i <= parameterCount(engine); ++i) {
-        search.names.push_back(parameterOrEmpty(engine, i));
-        search.values.push_back(minimizing ? low : high);
-    }
+    search.names = names;
+    search.values.assign(names.size(), minimizing ? low : high);
     traceWordText(engine, minimizing ? "minimize" : "maximize",
                   realToText(low) + "..(" + realToText(step) + ").." + realToText(high));
     step = std::fabs(step);
@@ -126,6 +128,8 @@ std::int64_t searchStatement(MacroEngine& engine, std::int64_t line, const Text&
             sweepPhase(search, tenthUp, tenthDown);
         }
     }
+    // Each variable gets the value the search found.
+    if (!engine.stopFlag) search.setVariables();
     return line;  // the block's lines are read once more as ordinary lines
 }
 

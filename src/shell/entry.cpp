@@ -1,6 +1,8 @@
 // Start-up in its fixed order, the script run and the teardown.
 #include "shell/entry.h"
 
+#include <pthread.h>
+
 #include <string>
 #include <vector>
 
@@ -21,6 +23,7 @@ namespace corvane {
 namespace {
 
 constexpr std::int64_t bannerStartYear = 2017;
+constexpr std::size_t interpreterStackBytes = std::size_t(4) << 30;  // reserved, touched as used
 constexpr const char* programName = "corvane";
 constexpr const char* firstRunFile = "corvane.macro";
 
@@ -121,7 +124,9 @@ void teardown() {
 
 }  // namespace
 
-int runCorvane(int argc, char** argv) {
+namespace {
+
+int runOnThisThread(int argc, char** argv) {
     // 1. Runtime set-up; the processor facts come before anything else.
     markProgramStart();
     const ProcessorFacts processor = identifyProcessor();
@@ -193,6 +198,35 @@ int runCorvane(int argc, char** argv) {
     freeMacroEngine(state.engine);
     teardown();
     return 0;
+}
+
+struct EntryCall {
+    int argc;
+    char** argv;
+    int exitCode;
+};
+
+void* entryThread(void* argument) {
+    auto* call = static_cast<EntryCall*>(argument);
+    call->exitCode = runOnThisThread(call->argc, call->argv);
+    return nullptr;
+}
+
+}  // namespace
+
+int runCorvane(int argc, char** argv) {
+    // Blocks and subroutine calls nest by recursion: the interpreter gets a
+    // stack large enough for the deepest nesting the engine allows.
+    EntryCall call{argc, argv, 0};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, interpreterStackBytes);
+    pthread_t thread;
+    const bool started = pthread_create(&thread, &attributes, entryThread, &call) == 0;
+    pthread_attr_destroy(&attributes);
+    if (!started) return runOnThisThread(argc, argv);
+    pthread_join(thread, nullptr);
+    return call.exitCode;
 }
 
 }  // namespace corvane
