@@ -17,7 +17,12 @@ if [ -f "$case.args" ]; then
   while IFS= read -r line || [ -n "$line" ]; do arguments+=("$line"); done < "$case.args"
 fi
 
-(cd "$work" && "$program" -strict +log -macro="$(basename "$macro")" "${arguments[@]}" </dev/null >stdout.txt 2>&1)
+# A case with NAME.stdin talks to the program: no -strict, its answers on standard input.
+if [ -f "$case.stdin" ]; then
+  (cd "$work" && "$program" +log -macro="$(basename "$macro")" "${arguments[@]}" <"$case.stdin" >stdout.txt 2>&1)
+else
+  (cd "$work" && "$program" -strict +log -macro="$(basename "$macro")" "${arguments[@]}" </dev/null >stdout.txt 2>&1)
+fi
 echo "exit $?" > "$work/exit.txt"
 
 if [ ! -f "$work/corvane.log" ]; then
