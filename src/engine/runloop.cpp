@@ -482,7 +482,9 @@ std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
         }
         resolveOneLineForm(frame, word, remainder);
         if (word.empty()) continue;
-        engine.commandWord = registerText(word);
+        // The word as its register holds it: character 255 and all behind 509 are lost.
+        if (word.length() > shortTextCapacity) word = registerText(word);
+        engine.commandWord = word;
         frame.remainder = remainder;
 
         if (word == "halt") {
