@@ -22,10 +22,11 @@ struct PassVariables {
 };
 
 void definePass(MacroEngine& engine, const PassVariables& pass) {
-    addInstanceVariable(engine, "for.length", pass.length);
-    addInstanceVariable(engine, "for.rest", pass.rest);
-    addInstanceVariable(engine, "for.count", pass.count);
-    addInstanceVariable(engine, "for.relative", pass.relative);
+    static const Text length("for.length"), rest("for.rest"), count("for.count"), relative("for.relative");
+    addInstanceVariable(engine, length, pass.length);
+    addInstanceVariable(engine, rest, pass.rest);
+    addInstanceVariable(engine, count, pass.count);
+    addInstanceVariable(engine, relative, pass.relative);
 }
 
 Text number(double value) { return realToText(value); }

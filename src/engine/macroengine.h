@@ -49,6 +49,14 @@ struct BlockFrame {
     std::vector<Text> masks;     // mask list of store lines
 };
 
+// A line as read and split, kept while the line table stays as it is:
+// reading and splitting depend on the line's text alone.
+struct PreparedLine {
+    bool ready = false;
+    Text word;       // lower-cased command word, empty for a blank line
+    Text remainder;  // the rest behind the first blank
+};
+
 struct MacroEngine {
     // Text registers, each kept in the 508-character form of registerText.
     Text prefixRegister, errorText, assignTarget, resultText, commandWord;
@@ -70,6 +78,8 @@ struct MacroEngine {
 
     LineTable lines;
     std::int64_t currentLine = 0;
+    std::vector<PreparedLine> preparedLines;
+    std::uint64_t preparedGeneration = 0;
     ParameterList parameters, rawParameters;
     void (*lineHook)() = nullptr;  // called before each line
 

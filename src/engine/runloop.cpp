@@ -397,6 +397,22 @@ void resolveOneLineForm(const BlockFrame& frame, Text& word, Text& remainder) {
     }
 }
 
+// The line read and split, from the cache while the table is unchanged.
+const PreparedLine& preparedLine(MacroEngine& engine, std::int64_t line) {
+    if (engine.preparedGeneration != engine.lines.generation ||
+        static_cast<std::int64_t>(engine.preparedLines.size()) != engine.lines.lineCount()) {
+        engine.preparedLines.assign(static_cast<std::size_t>(engine.lines.lineCount()), PreparedLine());
+        engine.preparedGeneration = engine.lines.generation;
+    }
+    PreparedLine& prepared = engine.preparedLines[static_cast<std::size_t>(line - 1)];
+    if (!prepared.ready) {
+        const Text text = prepareLine(engine.lines, line);
+        if (!text.empty()) splitCommand(text, prepared.word, prepared.remainder);
+        prepared.ready = true;
+    }
+    return prepared;
+}
+
 // ---- calls ------------------------------------------------------------------------
 
 void callHandler(MacroEngine& engine, std::uint8_t kind, const HandlerRef& handler) {
@@ -469,11 +485,12 @@ std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
         ++line;
         engine.currentLine = line;
         frame.line = line;
-        const Text text = prepareLine(engine.lines, line);
-        if (text.empty()) continue;
+        const PreparedLine& prepared = preparedLine(engine, line);
+        if (prepared.word.empty()) continue;
         engine.assignTarget = Text();
         engine.resultText = Text();
-        splitCommand(text, word, remainder);
+        word = prepared.word;
+        remainder = prepared.remainder;
         if (word == "include") {
             parseParameters(engine, remainder);
             const Text name = parameter(engine, 1);

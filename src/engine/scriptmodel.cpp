@@ -269,6 +269,7 @@ void spliceInclude(LineTable& table, std::int64_t lineIndex, const Text& path) {
     for (std::size_t line = 0; line < pieces; ++line) numbers[line] = static_cast<std::int64_t>(line) + 1;
     replaceRow(table.sourceLines, row, numbers);
     replaceRow(table.sourceFiles, row, std::vector<std::int64_t>(pieces, table.lastSource));
+    table.generation = LineTable::nextGeneration();
 }
 
 // ---------------------------------------------------------------- line reading

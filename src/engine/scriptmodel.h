@@ -35,6 +35,14 @@ struct LineTable {
     // Entry 0 (source 1) is the main file, then one entry per include.
     std::vector<ShortText> sourceNames;
     std::int64_t lastSource = 0;  // number of the source last added; 0 before any include
+    // Moves with every load and splice, so that readers can tell when
+    // what they keep about lines no longer holds.
+    std::uint64_t generation = nextGeneration();
+
+    static std::uint64_t nextGeneration() {
+        static std::uint64_t counter = 0;
+        return ++counter;
+    }
 
     std::int64_t lineCount() const { return static_cast<std::int64_t>(lineStarts.size()); }
     // UTF-8 decoded; out of range gives empty text.

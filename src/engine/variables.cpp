@@ -118,7 +118,13 @@ void VariableTable::clear() {
     rowsByName.clear();
 }
 
-Text normalName(const Text& name) { return name.replaceAll(" ", ".").lowerCase(); }
+Text normalName(const Text& name) {
+    // Most names are already in normal form: no blank, no upper-case letter.
+    const std::string& bytes = name.low();
+    const bool normal = std::none_of(bytes.begin(), bytes.end(), [](char c) { return c == ' ' || (c >= 'A' && c <= 'Z'); });
+    if (normal) return name;
+    return name.replaceAll(" ", ".").lowerCase();
+}
 
 void setVariable(MacroEngine& engine, const Text& name, const Text& value) {
     Text storedName = name, storedValue = value;
