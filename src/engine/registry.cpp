@@ -16,8 +16,8 @@ std::string nameKey(const Text& name) {
 }
 
 void SyntaxTable::truncateAtScope(std::int64_t scope) {
-    // Most blocks define nothing: then the newest row is already older.
-    if (rows.empty() || rows.back().scope < scope) return;
+    // Most blocks define nothing: then no row reaches the level.
+    if (rows.empty() || highestScope < scope) return;
     const auto first = std::find_if(rows.begin(), rows.end(), [scope](const SyntaxMember& row) {
         return row.scope >= scope;
     });
@@ -30,12 +30,15 @@ void SyntaxTable::truncateAtScope(std::int64_t scope) {
         if (indices.empty()) rowsByName.erase(key);
         rows.pop_back();
     }
+    highestScope = 0;
+    for (const SyntaxMember& row : rows) highestScope = std::max(highestScope, row.scope);
 }
 
 void SyntaxTable::clear() {
     rows.clear();
     rowsByName.clear();
     ++generation;
+    highestScope = 0;
 }
 
 void setRegistrationPrefix(MacroEngine& engine, const Text& prefix) {
@@ -75,6 +78,7 @@ void addRow(MacroEngine& engine, const Text& word, std::uint8_t kind, HandlerRef
     table.rows.push_back(std::move(row));
     table.rowsByName[key].push_back(table.count());
     ++table.generation;
+    table.highestScope = std::max(table.highestScope, scope);
 }
 
 HandlerRef plain(PlainHandler handler) { return HandlerRef{handler, nullptr}; }

@@ -49,6 +49,7 @@ struct SyntaxTable {
     // Results of whole lookups with their plural candidates, by kind wanted;
     // valid while `generation` stands, which every change of the rows moves.
     std::uint64_t generation = 0;
+    std::int64_t highestScope = 0;  // of all rows; most block ends have nothing to drop
     std::uint64_t cacheGeneration = 0;
     std::unordered_map<std::string, std::int64_t> lookupCache[5];
 
