@@ -28,6 +28,7 @@ namespace {
 // ---- the word list ------------------------------------------------------------
 
 std::int64_t ignoreStatement(MacroEngine& engine, std::int64_t line, const Text&) {
+    nameBlock(engine, "ignore");
     return runBlock(engine, line, false);
 }
 
@@ -427,10 +428,10 @@ void callHandler(MacroEngine& engine, std::uint8_t kind, const HandlerRef& handl
 
 }  // namespace
 
-void nameBlock(MacroEngine& engine, const char* name) {
+void nameBlock(MacroEngine& engine, const Text& name) {
     if (static_cast<std::int64_t>(engine.blockStack.size()) <= engine.level)
         engine.blockStack.resize(static_cast<std::size_t>(engine.level + 1));
-    engine.blockStack[static_cast<std::size_t>(engine.level)] = Text(name);
+    engine.blockStack[static_cast<std::size_t>(engine.level)] = name;
 }
 
 void newMacroEngine(MacroEngine& engine) {
@@ -523,7 +524,10 @@ std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active) {
         if (word == "begin") continue;
 
         if (!active) {
-            if (opensSkippedBlock(engine, word)) line = runBlock(engine, line, false);
+            if (opensSkippedBlock(engine, word)) {
+                nameBlock(engine, word + ".ignore");
+                line = runBlock(engine, line, false);
+            }
             if (inStoreBlock(engine)) storeLine(engine, frame, line);
             continue;
         }

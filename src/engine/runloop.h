@@ -41,6 +41,6 @@ struct LanguageWord {
 using WordTable = std::unordered_map<std::string, LanguageWord>;
 
 // Names the block about to run at the current level, for dump.stack and store lines.
-void nameBlock(MacroEngine& engine, const char* name);
+void nameBlock(MacroEngine& engine, const Text& name);
 
 }  // namespace corvane

@@ -229,8 +229,10 @@ void popLevel(MacroEngine& engine) {
     while (keep > 1 && engine.outputs[keep - 1]->scope >= level) --keep;
     closeOutputsDownTo(engine, keep);
     engine.level = std::max<std::int64_t>(0, level - 1);
-    if (static_cast<std::int64_t>(engine.blockStack.size()) > engine.level)
-        engine.blockStack.resize(static_cast<std::size_t>(engine.level));
+    // Entry L names the block opened from level L; the one just closed stays
+    // until the next block from this level writes over it.
+    if (static_cast<std::int64_t>(engine.blockStack.size()) > engine.level + 1)
+        engine.blockStack.resize(static_cast<std::size_t>(engine.level + 1));
 }
 
 void resetEngine(MacroEngine& engine) {

@@ -4,6 +4,7 @@
 set -u
 program=$1
 macro=$2
+macro=$(cd "$(dirname "$macro")" && pwd)/$(basename "$macro")
 case=${macro%.macro}
 expected=$case.log
 work=$(mktemp -d "${TMPDIR:-/tmp}/corvane-macro-XXXXXX")
