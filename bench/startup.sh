@@ -2,6 +2,7 @@
 # startup.sh: start-up cost of corvane, best of 10 runs on an empty macro,
 # against the best of 10 runs of /bin/true as the floor of starting a process.
 set -euo pipefail
+source "$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/timing.sh"
 cd "$(dirname "$0")/.."
 runs=10
 build=build-bench-startup
@@ -16,20 +17,6 @@ trap 'rm -rf "$work"' EXIT
 : >"$work/empty.macro"
 cd "$work"  # no options file, no first-run file beside the sources
 
-# Microseconds now; EPOCHREALTIME needs no process of its own.
-now() { echo "${EPOCHREALTIME//[!0-9]/}"; }
-
-# Best wall time in microseconds of $runs runs of the command.
-best() {
-  local fastest=-1 start elapsed i
-  for ((i = 0; i < runs; i++)); do
-    start=$(now)
-    "$@" </dev/null >/dev/null
-    elapsed=$(($(now) - start))
-    if ((fastest < 0 || elapsed < fastest)); then fastest=$elapsed; fi
-  done
-  echo "$fastest"
-}
 
 corvane=$(best "$program" -strict -macro=empty.macro)
 reference=$(best /bin/true)

@@ -2,6 +2,7 @@
 # statements.sh [lines]: lines per second of the run loop over a generated
 # macro of straight statements, against a plain read of the same file.
 set -euo pipefail
+source "$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/timing.sh"
 cd "$(dirname "$0")/.."
 lines=${1:-1000000}
 runs=3
@@ -24,19 +25,6 @@ awk -v n="$lines" 'BEGIN {
   }
 }' >statements.macro
 
-now() { echo "${EPOCHREALTIME//[!0-9]/}"; }
-
-# Best wall time in microseconds of $runs runs of the command.
-best() {
-  local fastest=-1 start elapsed i
-  for ((i = 0; i < runs; i++)); do
-    start=$(now)
-    "$@" </dev/null >/dev/null
-    elapsed=$(($(now) - start))
-    if ((fastest < 0 || elapsed < fastest)); then fastest=$elapsed; fi
-  done
-  echo "$fastest"
-}
 
 # Standard output is no terminal, so the console is off; no +log.
 corvane=$(best "$program" -strict -macro=statements.macro)

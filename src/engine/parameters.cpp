@@ -19,17 +19,28 @@ Text registerText(const Text& text) {
 
 // ---- accessors ---------------------------------------------------------------
 
-std::int64_t parameterCount(const MacroEngine& engine) { return engine.parameters.count(); }
+namespace {
 
-Text parameter(MacroEngine& engine, std::int64_t i) {
-    if (i >= 1 && i <= engine.parameters.count()) return engine.parameters.items[static_cast<std::size_t>(i - 1)].text;
-    const Text rest = " Please at least " + integerToText(i) + " parameters in " + lineReference(engine) + ".";
+// "Parameter error!" in colour, then the rest of the line.
+void parameterReport(MacroEngine& engine, const Text& rest) {
     writeColored("Parameter error!", ConsoleColor::red);
     writeTextLine(rest);
     engine.errorText = registerText("Parameter error!" + rest);
     engine.stopFlag = true;
+}
+
+// Row i of a list, or the at-least report for an index outside it.
+Text listEntry(MacroEngine& engine, const ParameterList& list, std::int64_t i) {
+    if (i >= 1 && i <= list.count()) return list.items[static_cast<std::size_t>(i - 1)].text;
+    parameterReport(engine, " Please at least " + integerToText(i) + " parameters in " + lineReference(engine) + ".");
     return Text();
 }
+
+}  // namespace
+
+std::int64_t parameterCount(const MacroEngine& engine) { return engine.parameters.count(); }
+
+Text parameter(MacroEngine& engine, std::int64_t i) { return listEntry(engine, engine.parameters, i); }
 
 Text parameterOrEmpty(const MacroEngine& engine, std::int64_t i) {
     if (i < 1 || i > engine.parameters.count()) return Text();
@@ -43,16 +54,7 @@ std::uint8_t parameterKind(const MacroEngine& engine, std::int64_t i) {
 
 std::int64_t rawParameterCount(const MacroEngine& engine) { return engine.rawParameters.count(); }
 
-Text rawParameter(MacroEngine& engine, std::int64_t i) {
-    if (i >= 1 && i <= engine.rawParameters.count())
-        return engine.rawParameters.items[static_cast<std::size_t>(i - 1)].text;
-    const Text rest = " Please at least " + integerToText(i) + " parameters in " + lineReference(engine) + ".";
-    writeColored("Parameter error!", ConsoleColor::red);
-    writeTextLine(rest);
-    engine.errorText = registerText("Parameter error!" + rest);
-    engine.stopFlag = true;
-    return Text();
-}
+Text rawParameter(MacroEngine& engine, std::int64_t i) { return listEntry(engine, engine.rawParameters, i); }
 
 Text getResult(const MacroEngine& engine) { return engine.resultText; }
 void setResult(MacroEngine& engine, const Text& text) { engine.resultText = registerText(text); }
@@ -73,14 +75,6 @@ Text lineReference(const MacroEngine& engine) {
 }
 
 namespace {
-
-// "Parameter error!" in colour, then the rest of the line.
-void parameterReport(MacroEngine& engine, const Text& rest) {
-    writeColored("Parameter error!", ConsoleColor::red);
-    writeTextLine(rest);
-    engine.errorText = registerText("Parameter error!" + rest);
-    engine.stopFlag = true;
-}
 
 // The whole line in colour.
 void wholeLineReport(MacroEngine& engine, const Text& line) {

@@ -9,12 +9,6 @@
 
 namespace corvane {
 
-std::string nameKey(const Text& name) {
-    if (name.length() > shortTextCapacity) return nameKey(name.copy(1, shortTextCapacity));
-    if (!name.hasHighBytes()) return name.low();
-    return name.low() + '\x01' + name.high();
-}
-
 void SyntaxTable::truncateAtScope(std::int64_t scope) {
     // Most blocks define nothing: then no row reaches the level.
     if (rows.empty() || highestScope < scope) return;
@@ -23,13 +17,7 @@ void SyntaxTable::truncateAtScope(std::int64_t scope) {
     });
     const auto keep = static_cast<std::size_t>(first - rows.begin());
     if (rows.size() > keep) ++generation;
-    while (rows.size() > keep) {
-        const std::string key = nameKey(rows.back().name);
-        std::vector<std::int64_t>& indices = rowsByName[key];
-        indices.pop_back();
-        if (indices.empty()) rowsByName.erase(key);
-        rows.pop_back();
-    }
+    dropRowsFrom(rows, rowsByName, keep);
     highestScope = 0;
     for (const SyntaxMember& row : rows) highestScope = std::max(highestScope, row.scope);
 }

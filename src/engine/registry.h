@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/nameindex.h"
 #include "foundation/text.h"
 
 namespace corvane {
@@ -45,7 +46,7 @@ struct SyntaxMember {
 // trimmed together with the rows.
 struct SyntaxTable {
     std::vector<SyntaxMember> rows;  // row r (1-based) is rows[r - 1]
-    std::unordered_map<std::string, std::vector<std::int64_t>> rowsByName;
+    NameIndex rowsByName;
     // Results of whole lookups with their plural candidates, by kind wanted;
     // valid while `generation` stands, which every change of the rows moves.
     std::uint64_t generation = 0;
@@ -60,9 +61,6 @@ struct SyntaxTable {
     void truncateAtScope(std::int64_t scope);
     void clear();
 };
-
-// The hash key of a name: its bytes as stored, cut to 254 characters.
-std::string nameKey(const Text& name);
 
 void setRegistrationPrefix(MacroEngine& engine, const Text& prefix);
 void clearRegistrationPrefix(MacroEngine& engine);

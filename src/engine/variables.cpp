@@ -103,14 +103,7 @@ std::int64_t VariableTable::insertAt(std::int64_t index, const Text& name, const
 }
 
 void VariableTable::truncateAtScope(std::int64_t scope) {
-    const std::size_t keep = firstRowOfScope(rows, scope);
-    while (rows.size() > keep) {
-        const std::string key = nameKey(rows.back().name);
-        std::vector<std::int64_t>& indices = rowsByName[key];
-        indices.pop_back();
-        if (indices.empty()) rowsByName.erase(key);
-        rows.pop_back();
-    }
+    dropRowsFrom(rows, rowsByName, firstRowOfScope(rows, scope));
 }
 
 void VariableTable::clear() {

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/nameindex.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 
@@ -26,7 +27,7 @@ struct VariableRow {
 // keeps that at hash cost.
 struct VariableTable {
     std::vector<VariableRow> rows;  // row r (1-based) is rows[r - 1]
-    std::unordered_map<std::string, std::vector<std::int64_t>> rowsByName;
+    NameIndex rowsByName;
 
     std::int64_t count() const { return static_cast<std::int64_t>(rows.size()); }
     VariableRow& row(std::int64_t index) { return rows[static_cast<std::size_t>(index - 1)]; }
