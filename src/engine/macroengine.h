@@ -37,6 +37,13 @@ struct ParameterList {
     void clear() { items.clear(); }
 };
 
+// Both tokenisations of one text, kept while the registry stays as it is,
+// with the rows whose lookups they made, so that these count again.
+struct SplitResult {
+    std::vector<Parameter> parameters, raw;
+    std::vector<std::int64_t> foundRows;
+};
+
 // The locals of one runBlock activation, visible to statement handlers.
 struct BlockFrame {
     std::int64_t line = 0;       // index of the line being run
@@ -81,6 +88,8 @@ struct MacroEngine {
     std::vector<PreparedLine> preparedLines;
     std::uint64_t preparedGeneration = 0;
     ParameterList parameters, rawParameters;
+    NameMap<SplitResult> splitCache;
+    std::uint64_t splitCacheGeneration = 0;
     void (*lineHook)() = nullptr;  // called before each line
 
     BlockFrame* frame = nullptr;  // innermost running block

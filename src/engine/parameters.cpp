@@ -12,6 +12,10 @@ namespace corvane {
 
 Text storeSpace;
 
+namespace {
+constexpr std::size_t splitCacheLimit = 4096;  // texts remembered; beyond, the cache starts anew
+}
+
 Text registerText(const Text& text) {
     if (text.length() <= shortTextCapacity) return text;
     return text.copy(1, shortTextCapacity) + text.copy(256, 254);
@@ -343,10 +347,36 @@ Text substituteVariable(const MacroEngine& engine, const Text& word) {
 
 namespace {
 
+// Both tokenisations of a text, from the cache when the same text was split
+// under the same registry and number settings.
+void splitBoth(MacroEngine& engine, const Text& text) {
+    if (engine.splitCacheGeneration != engine.syntax.generation || engine.splitCache.size() > splitCacheLimit) {
+        engine.splitCache.clear();
+        engine.splitCacheGeneration = engine.syntax.generation;
+    }
+    // '#', '$' and '%' words read and print numbers: the settings are part of the key.
+    std::string key(1, static_cast<char>('0' + numberSettings.ScientificMode * 2 + numberSettings.DecimalPointMode));
+    key += text.low();
+    if (text.hasHighBytes()) key += '\x01' + text.high();
+    const auto hit = engine.splitCache.find(key);
+    if (hit != engine.splitCache.end()) {
+        engine.parameters.items = hit->second.parameters;
+        engine.rawParameters.items = hit->second.raw;
+        for (const std::int64_t row : hit->second.foundRows) ++engine.syntax.row(row).usedCount;
+        return;
+    }
+    SplitResult result;
+    engine.syntax.hitLog = &result.foundRows;
+    splitParameters(engine, text);
+    splitRawParameters(engine, text);
+    engine.syntax.hitLog = nullptr;
+    result.parameters = engine.parameters.items;
+    result.raw = engine.rawParameters.items;
+    engine.splitCache.emplace(std::move(key), std::move(result));
+}
+
 void parseWithLiterals(MacroEngine& engine, const Text& text, std::int64_t literalCount) {
-    const Text substituted = substituteAtVariables(engine, text);
-    splitParameters(engine, substituted);
-    splitRawParameters(engine, substituted);
+    splitBoth(engine, substituteAtVariables(engine, text));
     substituteList(engine, engine.parameters, literalCount);
     substituteList(engine, engine.rawParameters, literalCount);
 }

@@ -80,7 +80,8 @@ bool kindFits(std::uint8_t kind, std::uint8_t wanted) {
 
 // Newest row of exactly this name whose kind fits, counting the hit.
 std::int64_t findExact(MacroEngine& engine, const Text& word, std::uint8_t wanted) {
-    const auto hit = engine.syntax.rowsByName.find(nameKey(word));
+    const NameKeyView key(word);
+    const auto hit = engine.syntax.rowsByName.find(key.view());
     if (hit == engine.syntax.rowsByName.end()) return 0;
     const std::vector<std::int64_t>& indices = hit->second;
     for (auto at = indices.rbegin(); at != indices.rend(); ++at) {
@@ -111,14 +112,17 @@ std::int64_t findWithCandidates(MacroEngine& engine, const Text& word, std::uint
         table.cacheGeneration = table.generation;
     }
     auto& cache = table.lookupCache[wanted];
-    const std::string key = nameKey(word);
-    const auto hit = cache.find(key);
+    const NameKeyView key(word);
+    const auto hit = cache.find(key.view());
+    std::int64_t row = 0;
     if (hit != cache.end()) {
-        if (hit->second != 0) ++table.row(hit->second).usedCount;
-        return hit->second;
+        row = hit->second;
+        if (row != 0) ++table.row(row).usedCount;
+    } else {
+        row = searchWithCandidates(engine, word, wanted);
+        cache.emplace(std::string(key.view()), row);
     }
-    const std::int64_t row = searchWithCandidates(engine, word, wanted);
-    cache.emplace(key, row);
+    if (row != 0 && table.hitLog) table.hitLog->push_back(row);
     return row;
 }
 
@@ -167,7 +171,8 @@ std::int64_t findVariableFunction(MacroEngine& engine, const Text& word) {
 }
 
 std::int64_t findAnyRow(const MacroEngine& engine, const Text& name) {
-    const auto hit = engine.syntax.rowsByName.find(nameKey(name));
+    const NameKeyView key(name);
+    const auto hit = engine.syntax.rowsByName.find(key.view());
     return hit == engine.syntax.rowsByName.end() || hit->second.empty() ? 0 : hit->second.back();
 }
 

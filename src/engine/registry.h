@@ -52,7 +52,10 @@ struct SyntaxTable {
     std::uint64_t generation = 0;
     std::int64_t highestScope = 0;  // of all rows; most block ends have nothing to drop
     std::uint64_t cacheGeneration = 0;
-    std::unordered_map<std::string, std::int64_t> lookupCache[5];
+    NameMap<std::int64_t> lookupCache[5];
+    // While set, every found row is noted here, so that a remembered
+    // tokenisation can count its lookups again.
+    std::vector<std::int64_t>* hitLog = nullptr;
 
     std::int64_t count() const { return static_cast<std::int64_t>(rows.size()); }
     SyntaxMember& row(std::int64_t index) { return rows[static_cast<std::size_t>(index - 1)]; }

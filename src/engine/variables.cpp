@@ -71,12 +71,14 @@ bool prepareSet(MacroEngine& engine, Text& name, Text& value) {
 }  // namespace
 
 std::int64_t VariableTable::newest(const Text& name) const {
-    const auto hit = rowsByName.find(nameKey(name));
+    const NameKeyView key(name);
+    const auto hit = rowsByName.find(key.view());
     return hit == rowsByName.end() || hit->second.empty() ? 0 : hit->second.back();
 }
 
 std::int64_t VariableTable::newestBefore(const Text& name, std::int64_t before) const {
-    const auto hit = rowsByName.find(nameKey(name));
+    const NameKeyView key(name);
+    const auto hit = rowsByName.find(key.view());
     if (hit == rowsByName.end()) return 0;
     const std::vector<std::int64_t>& indices = hit->second;
     const auto at = std::lower_bound(indices.begin(), indices.end(), before);
