@@ -48,13 +48,14 @@ using NameMap = std::unordered_map<std::string, Value, NameHash, std::equal_to<>
 using NameIndex = NameMap<std::vector<std::int64_t>>;
 
 // Drops the rows from `keep` on, newest first, with their index entries.
+// An emptied entry stays for the next row of that name, as loop variables
+// come back on every pass.
 template <class Row>
 void dropRowsFrom(std::vector<Row>& rows, NameIndex& index, std::size_t keep) {
     while (rows.size() > keep) {
-        const std::string key = nameKey(rows.back().name);
-        std::vector<std::int64_t>& indices = index[key];
-        indices.pop_back();
-        if (indices.empty()) index.erase(key);
+        const NameKeyView key(rows.back().name);
+        const auto entry = index.find(key.view());
+        if (entry != index.end() && !entry->second.empty()) entry->second.pop_back();
         rows.pop_back();
     }
 }
