@@ -12,6 +12,10 @@ void traceWordText(const MacroEngine& engine, const Text& word, const Text& text
 // The word and each parameter of the engine's list.
 void traceStatement(const MacroEngine& engine, const Text& word);
 void traceAssignment(const MacroEngine& engine, const Text& target, const Text& operatorText, const Text& value);
+// The same with a literal operator, built only when the trace is on.
+inline void traceAssignment(const MacroEngine& engine, const Text& target, const char* operatorText, const Text& value) {
+    if (engine.traceFlag) traceAssignment(engine, target, Text(operatorText), value);
+}
 void traceCall(const MacroEngine& engine, const Text& target, const Text& word);
 
 // Asks for a new line in place of an unknown word. True when the user gave

@@ -91,6 +91,12 @@ public:
     Text afterFirst(const Text& delimiter) const;
 
     bool startsWith(const Text& prefix) const;
+    // Against an ASCII literal, without building a Text.
+    bool startsWith(std::string_view ascii) const {
+        return low_.compare(0, ascii.size(), ascii) == 0 && ascii.size() <= low_.size() &&
+               (high_.empty() || high_.find_first_not_of('\0', 0) >= ascii.size());
+    }
+    bool startsWith(const char* ascii) const { return startsWith(std::string_view(ascii)); }
     bool endsWith(const Text& suffix) const;
 
     // Same characters, same length.
