@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "engine/diagnostics.h"
+#include "engine/nameindex.h"
 #include "engine/parameters.h"
 #include "foundation/numbers.h"
 #include "foundation/paths.h"
@@ -159,10 +160,14 @@ bool startValue(const ConditionWord& word) {
 }
 
 const ConditionWord* findConditionWord(const Text& word) {
-    for (const ConditionWord& entry : conditionWords()) {
-        if (word == entry.word) return &entry;
-    }
-    return nullptr;
+    static const NameMap<const ConditionWord*> byName = [] {
+        NameMap<const ConditionWord*> map;
+        for (const ConditionWord& entry : conditionWords()) map.emplace(entry.word, &entry);
+        return map;
+    }();
+    const NameKeyView key(word);
+    const auto hit = byName.find(key.view());
+    return hit == byName.end() ? nullptr : hit->second;
 }
 
 std::int64_t conditionStatement(MacroEngine& engine, std::int64_t line, const Text& remainder) {
