@@ -1,6 +1,7 @@
 // Parameter lists, substitution, handler accessors and reports.
 #include "engine/parameters.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "engine/diagnostics.h"
@@ -338,7 +339,9 @@ Text substituteVariable(const MacroEngine& engine, const Text& word) {
     Text current = word;
     std::int64_t before = engine.variables.count() + 1;
     for (;;) {
-        const std::int64_t row = engine.variables.newestBefore(current.lowerCase(), before);
+        const std::string& bytes = current.low();
+        const bool lower = std::none_of(bytes.begin(), bytes.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+        const std::int64_t row = engine.variables.newestBefore(lower ? current : current.lowerCase(), before);
         if (row == 0) return current;
         current = engine.variables.row(row).value;
         before = row;
