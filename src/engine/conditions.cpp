@@ -49,14 +49,16 @@ std::int64_t fileSize(const Text& name) {
     return static_cast<std::int64_t>(info.st_size);
 }
 
-// How a test combines its parameters and reports a short list.
-enum class Start { allTrue, anyTrue };
+// "all" tests start true and fail on one parameter, "any" tests start false
+// and pass on one.
+enum class Combine { all, any };
 
 struct ConditionWord {
     const char* word;
     std::int64_t minimum;
     std::int64_t reportedMinimum;  // the count the report names, kept as it is
     bool invert;
+    Combine combine;
     std::function<bool(const MacroEngine&)> test;
 };
 
@@ -105,59 +107,54 @@ const std::vector<ConditionWord>& conditionWords() {
         };
         const auto allExist = [](const MacroEngine& e) { return allOf(e, 1, exists); };
         std::vector<ConditionWord> table = {
-            {"if", 1, 1, false, allTrue},
-            {"ifall", 1, 1, false, allTrue},
-            {"ifand", 1, 1, false, allTrue},
-            {"ifnot", 1, 1, true, allTrue},
-            {"ifnotall", 1, 1, true, allTrue},
-            {"ifnand", 1, 1, true, allTrue},
-            {"ifone", 1, 1, false, anyTrue},
-            {"ifor", 1, 1, false, anyTrue},
-            {"ifnotone", 1, 1, true, anyTrue},
-            {"ifnor", 1, 1, true, anyTrue},
-            {"ifzero", 1, 1, false, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return magnitude(t) == 0; }); }},
-            {"ifnotzero", 1, 1, false, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return magnitude(t) != 0; }); }},
-            {"ifsmaller", 2, 1, false, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) < magnitude(b); }); }},
-            {"ifbigger", 2, 1, false, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) > magnitude(b); }); }},
-            {"ifequal", 2, 1, false, [](const MacroEngine& e) {
+            {"if", 1, 1, false, Combine::all, allTrue},
+            {"ifall", 1, 1, false, Combine::all, allTrue},
+            {"ifand", 1, 1, false, Combine::all, allTrue},
+            {"ifnot", 1, 1, true, Combine::all, allTrue},
+            {"ifnotall", 1, 1, true, Combine::all, allTrue},
+            {"ifnand", 1, 1, true, Combine::all, allTrue},
+            {"ifone", 1, 1, false, Combine::any, anyTrue},
+            {"ifor", 1, 1, false, Combine::any, anyTrue},
+            {"ifnotone", 1, 1, true, Combine::any, anyTrue},
+            {"ifnor", 1, 1, true, Combine::any, anyTrue},
+            {"ifzero", 1, 1, false, Combine::all, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return magnitude(t) == 0; }); }},
+            {"ifnotzero", 1, 1, false, Combine::all, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return magnitude(t) != 0; }); }},
+            {"ifsmaller", 2, 1, false, Combine::all, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) < magnitude(b); }); }},
+            {"ifbigger", 2, 1, false, Combine::all, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) > magnitude(b); }); }},
+            {"ifequal", 2, 1, false, Combine::all, [](const MacroEngine& e) {
                  return pairwise(e, [](const Text& a, const Text& b) {
                      const Vector4 x = hyperOf(a), y = hyperOf(b);
                      return sameBits(x.x, y.x) && sameBits(x.y, y.y) && sameBits(x.z, y.z) && sameBits(x.w, y.w);
                  });
              }},
-            {"ifabsequal", 2, 1, false, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) == magnitude(b); }); }},
-            {"ifempty", 0, 0, false, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return t.empty(); }); }},
-            {"ifnotempty", 0, 0, false, [](const MacroEngine& e) { return anyOf(e, 1, [](const Text& t) { return !t.empty(); }); }},
-            {"ifsame", 0, 0, false, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return a == b; }); }},
-            {"ifnotsame", 0, 0, true, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return a == b; }); }},
-            {"ifcontain", 2, 1, false, containedInAll},
-            {"ifallcontain", 2, 1, false, containedInAll},
-            {"ifnotcontain", 2, 1, true, containedInAll},
-            {"ifnotallcontain", 2, 1, true, containedInAll},
-            {"ifonecontain", 2, 1, false, containedInOne},
-            {"ifnotonecontain", 2, 1, true, containedInOne},
-            {"ifpart", 2, 1, false, allArePart},
-            {"ifallpart", 2, 1, false, allArePart},
-            {"ifnotpart", 2, 1, true, allArePart},
-            {"ifnotallpart", 2, 1, true, allArePart},
-            {"ifonepart", 2, 1, false, oneIsPart},
-            {"ifnotonepart", 2, 1, true, oneIsPart},
-            {"ifexists", 1, 1, false, allExist},
-            {"ifnotexists", 1, 1, true, allExist},
+            {"ifabsequal", 2, 1, false, Combine::all, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) == magnitude(b); }); }},
+            {"ifempty", 0, 0, false, Combine::all, [](const MacroEngine& e) { return allOf(e, 1, [](const Text& t) { return t.empty(); }); }},
+            {"ifnotempty", 0, 0, false, Combine::any, [](const MacroEngine& e) { return anyOf(e, 1, [](const Text& t) { return !t.empty(); }); }},
+            {"ifsame", 0, 0, false, Combine::all, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return a == b; }); }},
+            {"ifnotsame", 0, 0, true, Combine::any, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return a == b; }); }},
+            {"ifcontain", 2, 1, false, Combine::all, containedInAll},
+            {"ifallcontain", 2, 1, false, Combine::all, containedInAll},
+            {"ifnotcontain", 2, 1, true, Combine::all, containedInAll},
+            {"ifnotallcontain", 2, 1, true, Combine::all, containedInAll},
+            {"ifonecontain", 2, 1, false, Combine::any, containedInOne},
+            {"ifnotonecontain", 2, 1, true, Combine::any, containedInOne},
+            {"ifpart", 2, 1, false, Combine::all, allArePart},
+            {"ifallpart", 2, 1, false, Combine::all, allArePart},
+            {"ifnotpart", 2, 1, true, Combine::all, allArePart},
+            {"ifnotallpart", 2, 1, true, Combine::all, allArePart},
+            {"ifonepart", 2, 1, false, Combine::any, oneIsPart},
+            {"ifnotonepart", 2, 1, true, Combine::any, oneIsPart},
+            {"ifexists", 1, 1, false, Combine::all, allExist},
+            {"ifnotexists", 1, 1, true, Combine::all, allExist},
         };
         return table;
     }();
     return words;
 }
 
-// The start value of the flag when the count is short: "any" words start false.
-bool startValue(const ConditionWord& word) {
-    const std::string name = word.word;
-    const bool anyWord = name == "ifone" || name == "ifor" || name == "ifnotone" || name == "ifnor" ||
-                         name == "ifnotempty" || name == "ifnotsame" || name == "ifonecontain" ||
-                         name == "ifnotonecontain" || name == "ifonepart" || name == "ifnotonepart";
-    return !anyWord;
-}
+// The start value of the flag when the count is short: "all" tests start
+// true, "any" tests false.
+bool startValue(const ConditionWord& word) { return word.combine == Combine::all; }
 
 const ConditionWord* findConditionWord(const Text& word) {
     static const NameMap<const ConditionWord*> byName = [] {
