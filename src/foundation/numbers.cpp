@@ -321,7 +321,7 @@ bool readBool(const Text& text) {
     if (value.empty()) return false;
     const Char16 first = value.at(1);
     if (first == 'y' || first == 'j' || first == 'h' || first == 't') return true;
-    if (value == Text("on") || value == Text("ok") || value == Text("1") || value == Text("+")) return true;
+    if (value == "on" || value == "ok" || value == "1" || value == "+") return true;
     return readInteger(value) > 0;
 }
 
