@@ -42,6 +42,7 @@ struct ParameterList {
 struct SplitResult {
     std::vector<Parameter> parameters, raw;
     std::vector<std::int64_t> foundRows;
+    bool rawAlike = false;  // both lists equal, without variable functions
 };
 
 // The locals of one runBlock activation, visible to statement handlers.

@@ -352,7 +352,11 @@ namespace {
 
 // Both tokenisations of a text, from the cache when the same text was split
 // under the same registry and number settings.
-void splitBoth(MacroEngine& engine, const Text& text) {
+// Both tokenisations of a text, from the cache when the same text was split
+// under the same registry and number settings. True when the two lists
+// came out alike and hold no variable function: then substituting the raw
+// list gives the same as substituting the other, and that is copied.
+bool splitBoth(MacroEngine& engine, const Text& text) {
     if (engine.splitCacheGeneration != engine.syntax.generation || engine.splitCache.size() > splitCacheLimit) {
         engine.splitCache.clear();
         engine.splitCacheGeneration = engine.syntax.generation;
@@ -364,9 +368,9 @@ void splitBoth(MacroEngine& engine, const Text& text) {
     const auto hit = engine.splitCache.find(key);
     if (hit != engine.splitCache.end()) {
         engine.parameters.items = hit->second.parameters;
-        engine.rawParameters.items = hit->second.raw;
+        if (!hit->second.rawAlike) engine.rawParameters.items = hit->second.raw;
         for (const std::int64_t row : hit->second.foundRows) ++engine.syntax.row(row).usedCount;
-        return;
+        return hit->second.rawAlike;
     }
     SplitResult result;
     engine.syntax.hitLog = &result.foundRows;
@@ -375,13 +379,23 @@ void splitBoth(MacroEngine& engine, const Text& text) {
     engine.syntax.hitLog = nullptr;
     result.parameters = engine.parameters.items;
     result.raw = engine.rawParameters.items;
+    result.rawAlike = std::equal(result.parameters.begin(), result.parameters.end(), result.raw.begin(), result.raw.end(),
+                                 [](const Parameter& a, const Parameter& b) {
+                                     return a.kind == b.kind && a.kind != parameterVariableFunction && a.text == b.text;
+                                 });
+    const bool alike = result.rawAlike;
     engine.splitCache.emplace(std::move(key), std::move(result));
+    return alike;
 }
 
 void parseWithLiterals(MacroEngine& engine, const Text& text, std::int64_t literalCount) {
-    splitBoth(engine, substituteAtVariables(engine, text));
+    const bool rawAlike = splitBoth(engine, substituteAtVariables(engine, text));
     substituteList(engine, engine.parameters, literalCount);
-    substituteList(engine, engine.rawParameters, literalCount);
+    if (rawAlike) {
+        engine.rawParameters.items = engine.parameters.items;
+    } else {
+        substituteList(engine, engine.rawParameters, literalCount);
+    }
 }
 
 }  // namespace
