@@ -12,8 +12,19 @@ namespace corvane {
 
 namespace {
 
-Text cutToShort(const Text& text) {
-    return text.length() > shortTextCapacity ? text.copy(1, shortTextCapacity) : text;
+void cutToShort(Text& text) {
+    if (text.length() > shortTextCapacity) text = text.copy(1, shortTextCapacity);
+}
+
+bool isNormalName(const Text& name) {
+    const std::string& bytes = name.low();
+    return std::none_of(bytes.begin(), bytes.end(), [](char c) { return c == ' ' || (c >= 'A' && c <= 'Z'); });
+}
+
+// Names as stored: normal form, at most 254 characters.
+void storeForm(Text& name) {
+    if (!isNormalName(name)) name = name.replaceAll(" ", ".").lowerCase();
+    cutToShort(name);
 }
 
 // Index of the first row whose scope is at least `scope`; rows are ordered
@@ -59,8 +70,8 @@ void resolveIndexSuffix(const MacroEngine& engine, Text& name, Text& value) {
 // Normal form and value of a setter's arguments; false after the overloaded report.
 bool prepareSet(MacroEngine& engine, Text& name, Text& value) {
     resolveIndexSuffix(engine, name, value);
-    name = cutToShort(normalName(name));
-    value = cutToShort(value);
+    storeForm(name);
+    cutToShort(value);
     if (findAnyRow(engine, name) != 0) {
         reportError(engine, "overloaded identifier: " + name);
         return false;
@@ -115,9 +126,7 @@ void VariableTable::clear() {
 
 Text normalName(const Text& name) {
     // Most names are already in normal form: no blank, no upper-case letter.
-    const std::string& bytes = name.low();
-    const bool normal = std::none_of(bytes.begin(), bytes.end(), [](char c) { return c == ' ' || (c >= 'A' && c <= 'Z'); });
-    if (normal) return name;
+    if (isNormalName(name)) return name;
     return name.replaceAll(" ", ".").lowerCase();
 }
 
@@ -153,7 +162,9 @@ void setGlobalVariable(MacroEngine& engine, const Text& name, const Text& value,
 void addInstanceVariable(MacroEngine& engine, const Text& name, const Text& value) {
     Text storedName = name, storedValue = value;
     resolveIndexSuffix(engine, storedName, storedValue);
-    engine.variables.append(cutToShort(normalName(storedName)), cutToShort(storedValue), engine.level + 1);
+    storeForm(storedName);
+    cutToShort(storedValue);
+    engine.variables.append(storedName, storedValue, engine.level + 1);
 }
 
 Text readVariable(const MacroEngine& engine, const Text& name) {
@@ -162,6 +173,7 @@ Text readVariable(const MacroEngine& engine, const Text& name) {
 }
 
 std::int64_t findVariable(const MacroEngine& engine, const Text& name) {
+    if (isNormalName(name)) return engine.variables.newest(name);
     return engine.variables.newest(normalName(name));
 }
 
