@@ -205,13 +205,17 @@ std::uint8_t plainWordKind(MacroEngine& engine, const Text& word, bool first) {
     return parameterWord;
 }
 
-void split(MacroEngine& engine, ParameterList& list, const Text& text, bool raw) {
+// With `words`, the word behind each parameter is noted as written, and
+// plain words are not looked up.
+void split(MacroEngine& engine, ParameterList& list, const Text& text, bool raw, std::vector<Text>* words = nullptr) {
     list.clear();
     Text rest = text;
     for (;;) {
         rest = rest.trim(' ');
         if (rest.empty()) return;
         const Text word = cutWord(rest);
+        if (words) words->resize(static_cast<std::size_t>(list.count()));
+        if (words) words->push_back(word);
         const Char16 first = word.at(1);
         const bool firstParameter = list.count() == 0;
         if (first == '"' || first == '\'') {
@@ -242,7 +246,7 @@ void split(MacroEngine& engine, ParameterList& list, const Text& text, bool raw)
         } else if (first == '-' || isDigit(first)) {
             addParameter(list, word, parameterNumber);
         } else {
-            addParameter(list, word, plainWordKind(engine, word, firstParameter));
+            addParameter(list, word, words ? std::uint8_t(parameterWord) : plainWordKind(engine, word, firstParameter));
         }
     }
 }
@@ -320,6 +324,14 @@ void substituteList(MacroEngine& engine, ParameterList& list, std::int64_t liter
 }  // namespace
 
 void splitParameters(MacroEngine& engine, const Text& text) { split(engine, engine.parameters, text, false); }
+
+std::vector<Text> writtenWords(MacroEngine& engine, const Text& text) {
+    ParameterList scratch;
+    std::vector<Text> words;
+    split(engine, scratch, substituteAtVariables(engine, text), false, &words);
+    words.resize(static_cast<std::size_t>(scratch.count()));  // a word that added nothing has no place
+    return words;
+}
 void splitRawParameters(MacroEngine& engine, const Text& text) { split(engine, engine.rawParameters, text, true); }
 
 Text substituteAtVariables(const MacroEngine& engine, const Text& text) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "engine/macroengine.h"
 
@@ -48,6 +49,9 @@ Text substituteAtVariables(const MacroEngine& engine, const Text& text);
 Text substituteVariable(const MacroEngine& engine, const Text& word);
 void splitParameters(MacroEngine& engine, const Text& text);
 void splitRawParameters(MacroEngine& engine, const Text& text);
+// The words of a text as written, one for each parameter it gives, before
+// the '#', '$' and '%' conversions and before substitution.
+std::vector<Text> writtenWords(MacroEngine& engine, const Text& text);
 
 // As parseParameters, but the first `literalCount` words stay as written.
 void parseParametersKeepingNames(MacroEngine& engine, const Text& text, std::int64_t literalCount);
