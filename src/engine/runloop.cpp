@@ -449,8 +449,8 @@ void freeMacroEngine(MacroEngine& engine) {
     engine.frame = nullptr;
 }
 
-void runScript(MacroEngine& engine) {
-    if (engine.lines.lineCount() > 0 && engine.syntax.count() > 0) {
+void runScript(MacroEngine& engine, ScriptKind kind) {
+    if (engine.lines.lineCount() > 0 && (engine.syntax.count() > 0 || kind == ScriptKind::subScript)) {
         resetEngine(engine);
         writeLine("Script runs...");
         engine.runningFlag = true;

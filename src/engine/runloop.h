@@ -18,7 +18,10 @@ void newMacroEngine(MacroEngine& engine);
 void freeMacroEngine(MacroEngine& engine);
 
 // Runs the loaded table once: "Script runs...", the lines, "Script ends.".
-void runScript(MacroEngine& engine);
+// The main script needs registered commands; a sub-script of `run` has
+// none and runs all the same.
+enum class ScriptKind { main, subScript };
+void runScript(MacroEngine& engine, ScriptKind kind = ScriptKind::main);
 // Runs (active) or skips the lines behind `line` up to the closing end;
 // yields the index of the last line read.
 std::int64_t runBlock(MacroEngine& engine, std::int64_t line, bool active);

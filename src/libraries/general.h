@@ -1,4 +1,5 @@
-// General commands without prefix: printing, tracing switches, nop and stop.
+// General commands without prefix: printing, tracing switches, nop, stop,
+// waiting, progress, sub-scripts, min and max, and the random family.
 #pragma once
 
 #include "engine/macroengine.h"

@@ -2,12 +2,18 @@
 #include "shell/commands.h"
 
 #include "engine/diagnostics.h"
+#include "libraries/clock.h"
 #include "libraries/general.h"
+#include "libraries/maths.h"
+#include "libraries/stack.h"
 
 namespace corvane {
 
 void registerAllCommands(MacroEngine& engine) {
     registerGeneralCommands(engine);
+    registerTimeCommands(engine);
+    registerStackCommands(engine);
+    registerMathsCommands(engine);
     registerDumpCommands(engine);
 }
 
