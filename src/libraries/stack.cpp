@@ -12,6 +12,7 @@
 
 #include "engine/parameters.h"
 #include "engine/registry.h"
+#include "foundation/maths.h"
 #include "foundation/numbers.h"
 
 namespace corvane {
@@ -45,32 +46,6 @@ Hyper byComponent(const Hyper& a, const Hyper& b, const std::function<double(dou
 
 Hyper byComponent(const Hyper& a, const std::function<double(double)>& op) {
     return {op(a.x), op(a.y), op(a.z), op(a.w)};
-}
-
-double dot(const Hyper& a, const Hyper& b) { return a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w; }
-
-// 3-by-3 determinant of the rows taken from columns i, j, k of three values.
-double minor3(const Hyper* rows, int i, int j, int k) {
-    const auto at = [rows](int row, int column) {
-        const Hyper& h = rows[row];
-        return column == 0 ? h.x : column == 1 ? h.y : column == 2 ? h.z : h.w;
-    };
-    return at(0, i) * (at(1, j) * at(2, k) - at(1, k) * at(2, j)) -
-           at(0, j) * (at(1, i) * at(2, k) - at(1, k) * at(2, i)) +
-           at(0, k) * (at(1, i) * at(2, j) - at(1, j) * at(2, i));
-}
-
-// A fourth vector orthogonal to the three, from the 3-by-3 sub-determinants.
-Hyper cross4(const Hyper& a, const Hyper& b, const Hyper& c) {
-    const Hyper rows[3] = {a, b, c};
-    return {minor3(rows, 1, 2, 3), -minor3(rows, 0, 2, 3), minor3(rows, 0, 1, 3), -minor3(rows, 0, 1, 2)};
-}
-
-// Determinant of four rows, by expansion along the first.
-double determinant4(const Hyper& a, const Hyper& b, const Hyper& c, const Hyper& d) {
-    const Hyper rest[3] = {b, c, d};
-    return a.x * minor3(rest, 1, 2, 3) - a.y * minor3(rest, 0, 2, 3) + a.z * minor3(rest, 0, 1, 3) -
-           a.w * minor3(rest, 0, 1, 2);
 }
 
 double truncated(double value) { return static_cast<double>(truncateReal(value)); }
@@ -139,8 +114,8 @@ const std::unordered_map<std::string, Action>& tokens() {
         {"%", [] { const Hyper a = pop(); push(byComponent(a, [](double v) { return v * 0.01; })); }},
         {"\u00b0", [] { const Hyper a = pop(); push(byComponent(a, [](double v) { return v * std::numbers::pi / 180; })); }},
         {"o", [] { const Hyper b = pop(), a = pop(); push(number(dot(a, b))); }},
-        {"x", [] { const Hyper c = pop(), b = pop(), a = pop(); push(cross4(a, b, c)); }},
-        {"d", [] { const Hyper d = pop(), c = pop(), b = pop(), a = pop(); push(number(determinant4(a, b, c, d))); }},
+        {"x", [] { const Hyper c = pop(), b = pop(), a = pop(); push(cross(a, b, c)); }},
+        {"d", [] { const Hyper d = pop(), c = pop(), b = pop(), a = pop(); push(number(determinant(a, b, c, d))); }},
         {"sd", [] { push(byComponent(variance(), [](double v) { return std::sqrt(v); })); }},
         {"neg", [] { const Hyper a = pop(); push(byComponent(a, [](double v) { return -v; })); }},
         {"inv", [] { const Hyper a = pop(); push(byComponent(a, [](double v) { return v == 0 ? 0 : 1 / v; })); }},
