@@ -316,8 +316,9 @@ void matrixRotationGet(MacroEngine& engine) {
     withMatrix4(engine, [](const Matrix4& m) { return matrix3ToText(upper3(m)); });
 }
 
-// matrix.scale <vector> | <matrix> <vector>
-void matrixScale(MacroEngine& engine) {
+// The unit matrix or a given one, changed by the last parameter's vector.
+template <class Change>
+void matrixWithVector(MacroEngine& engine, Change change) {
     setResult(engine, Text());
     const std::int64_t count = parameterCount(engine);
     if (count < 1) {
@@ -326,11 +327,17 @@ void matrixScale(MacroEngine& engine) {
     }
     Matrix4 m = unit4;
     if (count > 1) matrix4At(engine, 1, m);
-    const Vector3 factors = vector3Of(parameterOrEmpty(engine, count));
-    m.rows[0] = scale(m.rows[0], factors.x);
-    m.rows[1] = scale(m.rows[1], factors.y);
-    m.rows[2] = scale(m.rows[2], factors.z);
+    change(m, vector3Of(parameterOrEmpty(engine, count)));
     setResult(engine, matrix4ToText(m));
+}
+
+// matrix.scale <vector> | <matrix> <vector>
+void matrixScale(MacroEngine& engine) {
+    matrixWithVector(engine, [](Matrix4& m, const Vector3& factors) {
+        m.rows[0] = scale(m.rows[0], factors.x);
+        m.rows[1] = scale(m.rows[1], factors.y);
+        m.rows[2] = scale(m.rows[2], factors.z);
+    });
 }
 
 // matrix.scale.get <4x4>: lengths of the three rows
@@ -343,19 +350,11 @@ void matrixScaleGet(MacroEngine& engine) {
 
 // matrix.move <vector> | <matrix> <vector>: the translation in the fourth column
 void matrixMove(MacroEngine& engine) {
-    setResult(engine, Text());
-    const std::int64_t count = parameterCount(engine);
-    if (count < 1) {
-        errorCountMin(engine, 1);
-        return;
-    }
-    Matrix4 m = unit4;
-    if (count > 1) matrix4At(engine, 1, m);
-    const Vector3 move = vector3Of(parameterOrEmpty(engine, count));
-    m.rows[0].w = move.x;
-    m.rows[1].w = move.y;
-    m.rows[2].w = move.z;
-    setResult(engine, matrix4ToText(m));
+    matrixWithVector(engine, [](Matrix4& m, const Vector3& move) {
+        m.rows[0].w = move.x;
+        m.rows[1].w = move.y;
+        m.rows[2].w = move.z;
+    });
 }
 
 // matrix.move.get <4x4>
