@@ -467,7 +467,17 @@ Text componentText(double value, VectorStyle style, std::int64_t digits) {
 
 }  // namespace
 
-Text realToText(double value) { return finishRealText(fixedText(value, 16)); }
+Text realToText(double value) {
+    // Whole numbers print as their digits when the sixteen zeros would all
+    // be trimmed: sign and digits at most fifteen characters.
+    if (value == std::trunc(value) && (value >= 0 ? value < 1e15 : value > -1e14)) {
+        char digits[24];
+        const auto [end, error] = std::to_chars(digits, digits + sizeof digits, static_cast<std::int64_t>(value));
+        Text text = Text::fromBytes(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+        return numberSettings.ScientificMode ? exponentForm(text) : text;
+    }
+    return finishRealText(fixedText(value, 16));
+}
 
 Text shortRealToText(double value) {
     if (value == 0) return "0";

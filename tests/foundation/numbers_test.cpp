@@ -205,6 +205,8 @@ TEST_F(Numbers, RealToTextTrimsNoise) {
         {-3.75, "-3.75"},
         {123456789012345.0, "123456789012345"},  // fifteen integer digits trim
         {1234567890123456.0, "1234567890123456.0000000000000000"},  // sixteen keep
+        {-12345678901234.0, "-12345678901234"},                   // the sign counts as a digit
+        {-123456789012345.0, "-123456789012345.0000000000000000"},
         {std::numeric_limits<double>::infinity(), "0"},
     };
     for (const Case& c : cases) EXPECT_EQ(realToText(c.value).toUtf8(), c.text) << c.value;
