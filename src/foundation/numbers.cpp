@@ -1,6 +1,7 @@
 // Number readers, the expression evaluator behind them, and the printers.
 #include "foundation/numbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -268,6 +269,12 @@ ByteText lowerBytes(ByteText text) {
     return text;
 }
 
+// Starts with '-' or a digit and holds only digits, '-' and '.'.
+bool isWholeToken(const std::string& text) {
+    if (text.empty() || !(text[0] == '-' || isDigit(text[0]))) return false;
+    return std::all_of(text.begin(), text.end(), [](char c) { return isDigit(c) || c == '-' || c == '.'; });
+}
+
 // Step 7 and 8: the plain read first, the expression when that fails.
 template <class Value>
 Value tokenValue(const std::string& token) {
@@ -285,6 +292,13 @@ Value tokenValue(const std::string& token) {
 template <class Value>
 Value readFromText(Text& text, bool substitute) {
     if (text.empty()) return 0;
+    // A text that is one token already, as most parameters are, needs no
+    // lower-casing, substitution or cutting: the whole of it is the token.
+    if (numberSettings.DecimalPointMode && !text.hasHighBytes() && isWholeToken(text.low())) {
+        const std::string token = text.low();
+        text = Text();
+        return tokenValue<Value>(token);
+    }
     Text lowered = text.lowerCase();
     if (substitute) lowered = substituteUnits(lowered);
     const auto hasHigh = [&lowered](std::size_t i) { return (lowered.charAtIndex(i) >> 8) != 0; };
