@@ -41,6 +41,10 @@ constexpr std::uint8_t stateDone = 0;      // written back, or nothing to do
 constexpr std::uint8_t stateFinished = 1;  // plane holds the result, not yet written back
 constexpr std::uint8_t stateWaiting = 2;   // waiting or running; the field slice is still read
 
+// Join states of a slice's thread.
+constexpr std::uint8_t joinRunning = 1;
+constexpr std::uint8_t joinSeenEnded = 2;
+
 // Everything of one threaded run. It lives on the caller's stack and outlives
 // every worker, because all are joined before it goes.
 struct SliceRun {
@@ -113,12 +117,15 @@ void writeBackScan(SliceRun& run, bool neighbourTest) {
 }
 
 // Joins the threads whose workers are through, so ended threads do not hold
-// their stacks until the end of the command.
+// their stacks until the end of the command. A worker seen through is joined
+// only at the next call: by then it has left, and the join does not block.
 void joinEnded(SliceRun& run, bool all) {
     for (std::int64_t i = 0; i < run.job->slices; ++i) {
-        if (run.joinPending[i] && (all || run.ended[i].load(std::memory_order_acquire))) {
+        if (run.joinPending[i] == joinSeenEnded || (run.joinPending[i] != 0 && all)) {
             threadJoin(run.threads[i]);
             run.joinPending[i] = 0;
+        } else if (run.joinPending[i] == joinRunning && run.ended[i].load(std::memory_order_acquire)) {
+            run.joinPending[i] = joinSeenEnded;
         }
     }
 }
@@ -200,7 +207,7 @@ void runSlices(const SliceJob& job) {
         run.threadTaken.store(0);
         block.slice = z;
         if (threadStart(sliceWorker, &block, run.threads[z])) {
-            run.joinPending[z] = 1;
+            run.joinPending[z] = joinRunning;
         } else {
             // The slice is lost without a message; counting it keeps the
             // protocol going.
