@@ -219,7 +219,15 @@ void runDeclaration(MacroEngine& engine, const Text& word, const Text& remainder
 }
 
 bool isAssignment(const Text& remainder) {
-    return remainder.length() > 2 && remainder.findFirstFrom("= ", 2) >= 2;
+    if (remainder.length() <= 2) return false;
+    // "= " from the second character on; both are plain ASCII, so the low
+    // bytes tell it unless a high byte sits on one of them.
+    std::size_t at = remainder.low().find("= ", 1);
+    while (at != std::string::npos) {
+        if (remainder.charAtIndex(at) == '=' && remainder.charAtIndex(at + 1) == ' ') return true;
+        at = remainder.low().find("= ", at + 1);
+    }
+    return false;
 }
 
 void applyOperator(MacroEngine& engine, const Text& operatorWord, const Text& oldValue) {

@@ -375,6 +375,9 @@ void haltStatement(MacroEngine& engine) {
 // then/else/of with a statement behind them: the statement when the
 // condition holds, nothing otherwise, except halt and break, which always act.
 void resolveOneLineForm(const BlockFrame& frame, Text& word, Text& remainder) {
+    // then, else, of and their if. forms all start with one of these letters.
+    const Char16 first = word.at(1);
+    if (remainder.empty() || (first != 't' && first != 'e' && first != 'o' && first != 'i')) return;
     const bool isThen = word == "then" || word == "if.then" || word == "if.true";
     const bool isElse = word == "else" || word == "if.else" || word == "if.false";
     const bool isOf = word == "of";
