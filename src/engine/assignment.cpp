@@ -13,12 +13,6 @@ namespace corvane {
 
 namespace {
 
-// A parameter as the four components every operator computes with.
-Vector4 hyperOf(const Text& text) {
-    Text rest = text;
-    return readVector4(rest);
-}
-
 Text hyperText(const Vector4& v) { return vector4ToText(v); }
 
 Vector4 combine(const Vector4& a, const Vector4& b, char op) {
@@ -54,16 +48,16 @@ Text joinedByBlank(const std::vector<Text>& pieces) {
 Text arithmetic(const MacroEngine& engine, char op) {
     const std::int64_t count = parameterCount(engine);
     if (count == 0) return hyperText({});
-    Vector4 value = hyperOf(parameterOrEmpty(engine, 1));
-    for (std::int64_t i = 2; i <= count; ++i) value = combine(value, hyperOf(parameterOrEmpty(engine, i)), op);
+    Vector4 value = vector4Of(parameterOrEmpty(engine, 1));
+    for (std::int64_t i = 2; i <= count; ++i) value = combine(value, vector4Of(parameterOrEmpty(engine, i)), op);
     return hyperText(value);
 }
 
 Text dotProduct(const MacroEngine& engine) {
     if (parameterCount(engine) == 0) return hyperText({});
-    Vector4 value = hyperOf(parameterOrEmpty(engine, 1));
+    Vector4 value = vector4Of(parameterOrEmpty(engine, 1));
     for (std::int64_t i = 2; i <= parameterCount(engine); ++i) {
-        const Vector4 next = hyperOf(parameterOrEmpty(engine, i));
+        const Vector4 next = vector4Of(parameterOrEmpty(engine, i));
         value = {value.x * next.x + value.y * next.y + value.z * next.z + value.w * next.w, 0, 0, 0};
     }
     return hyperText(value);
@@ -71,9 +65,9 @@ Text dotProduct(const MacroEngine& engine) {
 
 Text crossProduct(const MacroEngine& engine) {
     if (parameterCount(engine) == 0) return hyperText({});
-    Vector4 value = hyperOf(parameterOrEmpty(engine, 1));
+    Vector4 value = vector4Of(parameterOrEmpty(engine, 1));
     for (std::int64_t i = 2; i <= parameterCount(engine); ++i) {
-        const Vector4 b = hyperOf(parameterOrEmpty(engine, i));
+        const Vector4 b = vector4Of(parameterOrEmpty(engine, i));
         value = {value.y * b.z - value.z * b.y, value.z * b.x - value.x * b.z, value.x * b.y - value.y * b.x, 0};
     }
     return hyperText(value);
@@ -87,7 +81,7 @@ Text byLargestComponent(MacroEngine& engine) {
     }
     std::vector<Text> pieces;
     for (const Text& text : parameterTexts(engine, 1)) {
-        const Vector4 v = hyperOf(text);
+        const Vector4 v = vector4Of(text);
         const double largest = std::fmax(std::fmax(v.x, v.y), std::fmax(v.z, v.w));
         pieces.push_back(hyperText(largest == 0 ? Vector4{} : Vector4{v.x / largest, v.y / largest,
                                                                        v.z / largest, v.w / largest}));
@@ -97,7 +91,7 @@ Text byLargestComponent(MacroEngine& engine) {
 
 Text rounded(const MacroEngine& engine) {
     if (parameterCount(engine) == 1) {
-        const Vector4 v = hyperOf(parameterOrEmpty(engine, 1));
+        const Vector4 v = vector4Of(parameterOrEmpty(engine, 1));
         return hyperText({std::nearbyint(v.x), std::nearbyint(v.y), std::nearbyint(v.z), std::nearbyint(v.w)});
     }
     const std::int64_t digits = integerOf(parameterOrEmpty(engine, 1));
@@ -166,12 +160,6 @@ Text removed(MacroEngine& engine, const Text& oldValue) {
     Text value = oldValue;
     for (const Text& text : parameterTexts(engine, 1)) value = value.replaceAll(text, "");
     return value;
-}
-
-Text concatenatedParameters(const MacroEngine& engine) {
-    Text joined;
-    for (std::int64_t i = 1; i <= parameterCount(engine); ++i) joined += parameterOrEmpty(engine, i);
-    return joined;
 }
 
 // How the trace shows an operator: letters in upper case.
@@ -284,7 +272,7 @@ void runAssignment(MacroEngine& engine, const Text& word, const Text& remainder)
         callFunction(engine, function);
     } else {
         parseParameters(engine, rest);
-        engine.resultText = registerText(concatenatedParameters(engine));
+        engine.resultText = registerText(joinedParameters(engine));
         traceAssignment(engine, engine.assignTarget, ":=", engine.resultText);
     }
     if (!engine.assignTarget.empty()) setVariable(engine, engine.assignTarget, engine.resultText);

@@ -11,6 +11,7 @@
 #include "engine/diagnostics.h"
 #include "engine/nameindex.h"
 #include "engine/parameters.h"
+#include "foundation/maths.h"
 #include "foundation/numbers.h"
 #include "foundation/paths.h"
 
@@ -21,15 +22,7 @@ namespace {
 // A parameter is true when it reads as a real of at least 1.
 bool truth(const Text& text) { return realOf(text) >= 1.0; }
 
-Vector4 hyperOf(const Text& text) {
-    Text rest = text;
-    return readVector4(rest);
-}
-
-double magnitude(const Text& text) {
-    const Vector4 v = hyperOf(text);
-    return std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z + v.w * v.w);
-}
+double magnitude(const Text& text) { return length(vector4Of(text)); }
 
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -123,7 +116,7 @@ const std::vector<ConditionWord>& conditionWords() {
             {"ifbigger", 2, 1, false, Combine::all, [](const MacroEngine& e) { return pairwise(e, [](const Text& a, const Text& b) { return magnitude(a) > magnitude(b); }); }},
             {"ifequal", 2, 1, false, Combine::all, [](const MacroEngine& e) {
                  return pairwise(e, [](const Text& a, const Text& b) {
-                     const Vector4 x = hyperOf(a), y = hyperOf(b);
+                     const Vector4 x = vector4Of(a), y = vector4Of(b);
                      return sameBits(x.x, y.x) && sameBits(x.y, y.y) && sameBits(x.z, y.z) && sameBits(x.w, y.w);
                  });
              }},

@@ -96,14 +96,7 @@ bool repairDialogue(MacroEngine& engine, Text& word) {
 
 namespace {
 
-// Into the open output file of a block, or to console and log.
-void dumpLine(MacroEngine& engine, const Text& line) {
-    if (outputActive(engine)) {
-        currentOutput(engine).writeLine(line.toUtf8());
-    } else {
-        writeTextLine(line);
-    }
-}
+void dumpLine(MacroEngine& engine, const Text& line) { writeToOutput(engine, line, true); }
 
 Text number(std::int64_t value) { return integerToText(value); }
 

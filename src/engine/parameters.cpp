@@ -61,6 +61,12 @@ std::int64_t rawParameterCount(const MacroEngine& engine) { return engine.rawPar
 
 Text rawParameter(MacroEngine& engine, std::int64_t i) { return listEntry(engine, engine.rawParameters, i); }
 
+Text joinedParameters(const MacroEngine& engine) {
+    Text joined;
+    for (const Parameter& item : engine.parameters.items) joined += item.text;
+    return joined;
+}
+
 Text getResult(const MacroEngine& engine) { return engine.resultText; }
 void setResult(MacroEngine& engine, const Text& text) { engine.resultText = registerText(text); }
 Text getTarget(const MacroEngine& engine) { return engine.assignTarget; }
@@ -177,20 +183,7 @@ Text cutWord(Text& rest) {
 // characters that are no digit of the base take no place.
 Text numberOfDigits(const Text& word, int base) {
     if (word.length() < 2) return "0";
-    static constexpr char digits[] = "0123456789abcdef";
-    double sum = 0, place = 1;
-    for (std::int64_t i = word.length(); i >= 2; --i) {
-        Char16 c = word.at(i);
-        if (c >= 'A' && c <= 'Z') c = static_cast<Char16>(c + ('a' - 'A'));
-        int value = -1;
-        for (int d = 0; d < base; ++d) {
-            if (c == static_cast<Char16>(digits[d])) value = d;
-        }
-        if (value < 0) continue;
-        sum += value * place;
-        place *= base;
-    }
-    return realToText(sum);
+    return realToText(readDigits(word.copy(2, word.length()), base));
 }
 
 void addParameter(ParameterList& list, const Text& text, std::uint8_t kind) {

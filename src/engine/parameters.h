@@ -19,6 +19,8 @@ Text parameterOrEmpty(const MacroEngine& engine, std::int64_t i);
 std::uint8_t parameterKind(const MacroEngine& engine, std::int64_t i);
 Text rawParameter(MacroEngine& engine, std::int64_t i);
 std::int64_t rawParameterCount(const MacroEngine& engine);
+// All parameters joined with no separator, as print and := join them.
+Text joinedParameters(const MacroEngine& engine);
 Text getResult(const MacroEngine& engine);
 void setResult(MacroEngine& engine, const Text& text);
 Text getTarget(const MacroEngine& engine);

@@ -18,6 +18,7 @@
 #include "engine/parameters.h"
 #include "foundation/console.h"
 #include "foundation/files.h"
+#include "foundation/maths.h"
 #include "foundation/numbers.h"
 #include "foundation/programs.h"
 
@@ -185,36 +186,20 @@ std::vector<Text> parametersFrom(const MacroEngine& engine, std::int64_t first) 
     return pieces;
 }
 
-// Rotation of a point by the unit quaternion q = (w, x, y, z): q p q*.
-Vector3 rotateByQuaternion(const Vector4& q, const Vector3& p) {
-    const double w = q.x, x = q.y, y = q.z, z = q.w;
-    // t = 2 (q.xyz cross p); p' = p + w t + q.xyz cross t
-    const double tx = 2 * (y * p.z - z * p.y), ty = 2 * (z * p.x - x * p.z), tz = 2 * (x * p.y - y * p.x);
-    return {p.x + w * tx + (y * tz - z * ty), p.y + w * ty + (z * tx - x * tz), p.z + w * tz + (x * ty - y * tx)};
-}
-
 // The turn of a t line: the shortest rotation that takes direction `from`
 // onto direction `to`, as a unit quaternion.
 Vector4 turnBetween(const Vector3& from, const Vector3& to) {
-    const double lengthFrom = std::sqrt(from.x * from.x + from.y * from.y + from.z * from.z);
-    const double lengthTo = std::sqrt(to.x * to.x + to.y * to.y + to.z * to.z);
-    if (lengthFrom == 0 || lengthTo == 0) return {1, 0, 0, 0};
-    const Vector3 a{from.x / lengthFrom, from.y / lengthFrom, from.z / lengthFrom};
-    const Vector3 b{to.x / lengthTo, to.y / lengthTo, to.z / lengthTo};
-    Vector4 q{1 + a.x * b.x + a.y * b.y + a.z * b.z, a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z,
-              a.x * b.y - a.y * b.x};
+    if (length(from) == 0 || length(to) == 0) return {1, 0, 0, 0};
+    const Vector3 a = normalise(from), b = normalise(to);
+    const Vector3 axis = cross(a, b);
+    Vector4 q{1 + dot(a, b), axis.x, axis.y, axis.z};
     if (q.x < 1e-12) q = std::fabs(a.x) < 0.9 ? Vector4{0, 0, -a.z, a.y} : Vector4{0, -a.z, 0, a.x};  // half turn
-    const double norm = std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w);
-    return {q.x / norm, q.y / norm, q.z / norm, q.w / norm};
+    return normalise(q);
 }
 
-// The rotation of an r line: axis <x, y, z> and the angle w in radians.
+// The rotation of an r line: about the axis <x, y, z> by the angle w in radians.
 Vector4 rotationAbout(const Vector4& axis) {
-    const double length = std::sqrt(axis.x * axis.x + axis.y * axis.y + axis.z * axis.z);
-    if (length == 0) return {1, 0, 0, 0};
-    const double half = axis.w / 2;
-    const double s = std::sin(half) / length;
-    return {std::cos(half), axis.x * s, axis.y * s, axis.z * s};
+    return quaternionFromAxisAngle(normalise(Vector3{axis.x, axis.y, axis.z}), axis.w);
 }
 
 Text pointText(const Vector3& p) { return realToText(p.x) + " " + realToText(p.y) + " " + realToText(p.z); }
@@ -261,7 +246,7 @@ void turnLine(MacroEngine& engine, BlockFrame& frame, bool rotate) {
     Vector4 turn;
     std::int64_t pointAt = 0;
     if (rotate) {
-        const Vector4 axis = [&] { Text t = maskAt(n); return readVector4(t); }();
+        const Vector4 axis = vector4Of(maskAt(n));
         if (axis.x == 0 && axis.y == 0 && axis.z == 0 && axis.w == 0) {
             writeOutputLine(engine, Text());
             return;
@@ -269,8 +254,7 @@ void turnLine(MacroEngine& engine, BlockFrame& frame, bool rotate) {
         turn = rotationAbout(axis);
         pointAt = n;
     } else {
-        Text first = maskAt(n - 1), second = maskAt(n);
-        const Vector4 a = readVector4(first), b = readVector4(second);
+        const Vector4 a = vector4Of(maskAt(n - 1)), b = vector4Of(maskAt(n));
         if (a.x == 0 && a.y == 0 && a.z == 0 && a.w == 0 && b.x == 0 && b.y == 0 && b.z == 0 && b.w == 0) {
             writeOutputLine(engine, Text());
             return;
@@ -283,7 +267,7 @@ void turnLine(MacroEngine& engine, BlockFrame& frame, bool rotate) {
     std::vector<Text> pieces;
     for (std::int64_t i = 1; i <= std::max(count, n); ++i) {
         if (i == pointAt) {
-            pieces.push_back(pointText(rotateByQuaternion(turn, point)));
+            pieces.push_back(pointText(quaternionRotate(turn, point)));
         } else if (i == pointAt + 1 || i == pointAt + 2) {
             continue;
         } else {

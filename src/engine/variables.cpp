@@ -213,6 +213,20 @@ bool outputActive(const MacroEngine& engine) { return !engine.outputs.back()->na
 
 FileHandle& currentOutput(MacroEngine& engine) { return engine.outputs.back()->file; }
 
+void writeToOutput(MacroEngine& engine, const Text& text, bool lineEnd) {
+    if (outputActive(engine)) {
+        FileHandle& file = currentOutput(engine);
+        if (lineEnd) {
+            file.writeLine(text.toUtf8());
+        } else {
+            file.write(text.toUtf8());
+        }
+        return;
+    }
+    writeText(text);
+    if (lineEnd) newline();
+}
+
 namespace {
 
 // Closes the files of the rows from the top down to `keep` and drops them.

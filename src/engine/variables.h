@@ -81,6 +81,10 @@ bool outputActive(const MacroEngine& engine);
 // The file of the top row, the spare record when the stack is empty.
 FileHandle& currentOutput(MacroEngine& engine);
 
+// Into the open output file of a block when there is one, else to console
+// and log; with or without a line end.
+void writeToOutput(MacroEngine& engine, const Text& text, bool lineEnd);
+
 // End of a block: drops every row of the closing level, closes its files.
 void popLevel(MacroEngine& engine);
 // Start of a run: keeps the rows of scope 0, the built-ins and predefined variables.

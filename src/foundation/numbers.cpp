@@ -383,6 +383,23 @@ Matrix4 readMatrix4(Text& text) {
     return m;
 }
 
+double readDigits(const Text& digits, int base) {
+    static constexpr char digitChars[] = "0123456789abcdef";
+    double sum = 0, place = 1;
+    for (std::int64_t i = digits.length(); i >= 1; --i) {
+        Char16 c = digits.at(i);
+        if (c >= 'A' && c <= 'Z') c = static_cast<Char16>(c + ('a' - 'A'));
+        int value = -1;
+        for (int d = 0; d < base && d < 16; ++d) {
+            if (c == static_cast<Char16>(digitChars[d])) value = d;
+        }
+        if (value < 0) continue;
+        sum += value * place;
+        place *= base;
+    }
+    return sum;
+}
+
 std::int64_t truncateReal(double value) {
     if (std::isnan(value)) return 0;
     if (value >= twoTo63) return std::numeric_limits<std::int64_t>::max();

@@ -32,6 +32,12 @@ Vector4 readVector4(Text& text);
 Matrix3 readMatrix3(Text& text);
 // Cut at each ';' into rows of four reads when the text holds one.
 Matrix4 readMatrix4(Text& text);
+inline Vector3 vector3Of(Text text) { return readVector3(text); }
+inline Vector4 vector4Of(Text text) { return readVector4(text); }
+
+// A number written in base 2 to 16: the digits are read from the last
+// character back, and a character that is no digit of the base takes no place.
+double readDigits(const Text& digits, int base);
 
 // Real to integer: both clamp to plus or minus 2^63 first; NaN gives 0.
 std::int64_t truncateReal(double value);

@@ -117,11 +117,6 @@ private:
 // sorts first; with it clear the shorter text is less, so that plain numbers
 // in file names sort numerically. Returns <0, 0 or >0.
 int compareText(const Text& a, const Text& b);
-inline bool textLess(const Text& a, const Text& b) { return compareText(a, b) < 0; }
-inline bool textGreater(const Text& a, const Text& b) { return compareText(a, b) > 0; }
-inline bool textLessOrEqual(const Text& a, const Text& b) { return compareText(a, b) <= 0; }
-inline bool textGreaterOrEqual(const Text& a, const Text& b) { return compareText(a, b) >= 0; }
-inline bool textEqual(const Text& a, const Text& b) { return compareText(a, b) == 0; }
 
 // The two tests callers use to tell whether a text holds a number at all:
 // true when a digit or '-' stands in it; the second skips blanks and TABs

@@ -21,28 +21,14 @@ namespace corvane {
 
 namespace {
 
-Text joinedParameters(const MacroEngine& engine) {
-    Text text;
-    for (std::int64_t i = 1; i <= parameterCount(engine); ++i) text += parameterOrEmpty(engine, i);
-    return text;
-}
-
 // Into the open output file of a block, or to console and log.
+// A file gets no colour.
 void emit(MacroEngine& engine, const Text& text, bool lineEnd, const ConsoleColor* color) {
-    if (outputActive(engine)) {
-        FileHandle& file = currentOutput(engine);
-        if (lineEnd) {
-            file.writeLine(text.toUtf8());
-        } else {
-            file.write(text.toUtf8());
-        }
+    if (color == nullptr || outputActive(engine)) {
+        writeToOutput(engine, text, lineEnd);
         return;
     }
-    if (color != nullptr) {
-        writeColored(text.toUtf8(), *color);
-    } else {
-        writeText(text);
-    }
+    writeColored(text.toUtf8(), *color);
     if (lineEnd) newline();
 }
 
@@ -159,16 +145,7 @@ void binaryToText(MacroEngine& engine) {
         errorCountExact(engine, 1);
         return;
     }
-    const Text digits = parameterOrEmpty(engine, 1);
-    double value = 0;
-    double place = 1;
-    for (std::int64_t i = digits.length(); i >= 1; --i) {
-        const Char16 digit = digits.at(i);
-        if (digit != '0' && digit != '1') continue;
-        if (digit == '1') value += place;
-        place *= 2;
-    }
-    setResult(engine, realToText(value));
+    setResult(engine, realToText(readDigits(parameterOrEmpty(engine, 1), 2)));
 }
 
 }  // namespace

@@ -16,11 +16,6 @@ namespace {
 
 using Hyper = Vector4;
 
-Hyper hyperOf(const Text& text) {
-    Text rest = text;
-    return readVector4(rest);
-}
-
 
 // ---- settings ----------------------------------------------------------------
 
@@ -58,7 +53,7 @@ void vectorList(MacroEngine& engine, const std::function<Text(const Hyper&)>& ea
     Text answer;
     for (std::int64_t i = 1; i <= parameterCount(engine); ++i) {
         if (i > 1) answer += " ";
-        answer += each(hyperOf(parameterOrEmpty(engine, i)));
+        answer += each(vector4Of(parameterOrEmpty(engine, i)));
     }
     setResult(engine, answer);
 }
@@ -90,15 +85,10 @@ void mathAngle(MacroEngine& engine) {
         errorCountExact(engine, 2);
         return;
     }
-    setResult(engine, shortRealToText(angleBetween(hyperOf(parameterOrEmpty(engine, 1)), hyperOf(parameterOrEmpty(engine, 2)))));
+    setResult(engine, shortRealToText(angleBetween(vector4Of(parameterOrEmpty(engine, 1)), vector4Of(parameterOrEmpty(engine, 2)))));
 }
 
 // ---- quaternions, as <w, x, y, z> -------------------------------------------------
-
-Vector3 vector3Of(const Text& text) {
-    Text rest = text;
-    return readVector3(rest);
-}
 
 Text vector3Text(const Vector3& v) { return vector3ToText(v); }
 
@@ -126,37 +116,37 @@ void quat(MacroEngine& engine) {
 // quat.vector <quaternion>
 void quatVector(MacroEngine& engine) {
     if (!exactly(engine, 1)) return;
-    setResult(engine, vector3Text(quaternionAxis(squaredWhenOutside(hyperOf(parameterOrEmpty(engine, 1))))));
+    setResult(engine, vector3Text(quaternionAxis(squaredWhenOutside(vector4Of(parameterOrEmpty(engine, 1))))));
 }
 
 // quat.angle <quaternion>
 void quatAngle(MacroEngine& engine) {
     if (!exactly(engine, 1)) return;
-    setResult(engine, realToText(quaternionAngle(squaredWhenOutside(hyperOf(parameterOrEmpty(engine, 1))))));
+    setResult(engine, realToText(quaternionAngle(squaredWhenOutside(vector4Of(parameterOrEmpty(engine, 1))))));
 }
 
 // quat.conjugate <quaternion>
 void quatConjugate(MacroEngine& engine) {
     if (!exactly(engine, 1)) return;
-    setResult(engine, vector4ToText(quaternionConjugate(hyperOf(parameterOrEmpty(engine, 1)))));
+    setResult(engine, vector4ToText(quaternionConjugate(vector4Of(parameterOrEmpty(engine, 1)))));
 }
 
 // quat.mul <a> <b>: b a, the first on the right
 void quatMul(MacroEngine& engine) {
     if (!exactly(engine, 2)) return;
-    setResult(engine, vector4ToText(quaternionProduct(hyperOf(parameterOrEmpty(engine, 2)), hyperOf(parameterOrEmpty(engine, 1)))));
+    setResult(engine, vector4ToText(quaternionProduct(vector4Of(parameterOrEmpty(engine, 2)), vector4Of(parameterOrEmpty(engine, 1)))));
 }
 
 // quat.join <a> <b>: a b
 void quatJoin(MacroEngine& engine) {
     if (!exactly(engine, 2)) return;
-    setResult(engine, vector4ToText(quaternionProduct(hyperOf(parameterOrEmpty(engine, 1)), hyperOf(parameterOrEmpty(engine, 2)))));
+    setResult(engine, vector4ToText(quaternionProduct(vector4Of(parameterOrEmpty(engine, 1)), vector4Of(parameterOrEmpty(engine, 2)))));
 }
 
 // quat.transform <quaternion> <vector>
 void quatTransform(MacroEngine& engine) {
     if (!exactly(engine, 2)) return;
-    setResult(engine, vector3Text(quaternionRotate(hyperOf(parameterOrEmpty(engine, 1)), vector3Of(parameterOrEmpty(engine, 2)))));
+    setResult(engine, vector3Text(quaternionRotate(vector4Of(parameterOrEmpty(engine, 1)), vector3Of(parameterOrEmpty(engine, 2)))));
 }
 
 // ---- matrix parameters -----------------------------------------------------------
@@ -238,7 +228,7 @@ void matrixToQuat(MacroEngine& engine) {
 // quat2matrix <quaternion>
 void quatToMatrix(MacroEngine& engine) {
     if (!exactly(engine, 1)) return;
-    setResult(engine, matrix3ToText(quaternionToMatrix(hyperOf(parameterOrEmpty(engine, 1)))));
+    setResult(engine, matrix3ToText(quaternionToMatrix(vector4Of(parameterOrEmpty(engine, 1)))));
 }
 
 // matrix <row> <row> <row> <row> [<scale>]: rows over the unit matrix. With
