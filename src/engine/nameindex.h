@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -36,11 +37,37 @@ private:
     std::string_view view_;
 };
 
-// Maps keyed by names that look up by view.
+// Maps keyed by names that look up by view. Names are short, so an inline
+// multiply-mix over eight-byte words beats the library's out-of-line hash.
 struct NameHash {
     using is_transparent = void;
-    std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
+    // Not noexcept on purpose: the map then keeps each node's hash, so
+    // bucket walks compare numbers before bytes.
+    std::size_t operator()(std::string_view key) const {
+        constexpr std::uint64_t multiplier = 0x9E3779B97F4A7C15ull;
+        std::uint64_t hash = key.size() * multiplier;
+        std::size_t at = 0;
+        for (; at + 8 <= key.size(); at += 8) {
+            std::uint64_t word;
+            std::memcpy(&word, key.data() + at, 8);
+            hash = (hash ^ word) * multiplier;
+            hash ^= hash >> 29;
+        }
+        std::uint64_t tail = 0;
+        for (std::size_t shift = 0; at < key.size(); ++at, shift += 8)
+            tail |= std::uint64_t(static_cast<unsigned char>(key[at])) << shift;
+        hash = (hash ^ tail) * multiplier;
+        return static_cast<std::size_t>(hash ^ (hash >> 32));
+    }
 };
+
+// The entry of a name, made when missing; the key is built only then.
+template <class Value>
+Value& entryOf(std::unordered_map<std::string, Value, NameHash, std::equal_to<>>& map, std::string_view key) {
+    const auto hit = map.find(key);
+    if (hit != map.end()) return hit->second;
+    return map.emplace(std::string(key), Value()).first->second;
+}
 template <class Value>
 using NameMap = std::unordered_map<std::string, Value, NameHash, std::equal_to<>>;
 

@@ -99,7 +99,8 @@ std::int64_t VariableTable::newestBefore(const Text& name, std::int64_t before) 
 std::int64_t VariableTable::append(const Text& name, const Text& value, std::int64_t scope) {
     rows.push_back({name, value, scope});
     const auto index = count();
-    rowsByName[nameKey(name)].push_back(index);
+    const NameKeyView key(name);
+    entryOf(rowsByName, key.view()).push_back(index);
     return index;
 }
 
