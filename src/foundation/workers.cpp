@@ -1,7 +1,13 @@
 #include "foundation/workers.h"
 
+#include <linux/futex.h>
 #include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <ctime>
+
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <vector>
@@ -41,61 +47,84 @@ constexpr std::uint8_t stateDone = 0;      // written back, or nothing to do
 constexpr std::uint8_t stateFinished = 1;  // plane holds the result, not yet written back
 constexpr std::uint8_t stateWaiting = 2;   // waiting or running; the field slice is still read
 
-// Join states of a slice's thread.
-constexpr std::uint8_t joinRunning = 1;
-constexpr std::uint8_t joinSeenEnded = 2;
+// The caller's sleep on the finished count: until a worker wakes it, the
+// count moves away from `seen`, or the pause is over.
+constexpr long callerPauseNanoseconds = 200'000'000;
+
+void sleepOnCount(std::atomic<std::uint32_t>& count, std::uint32_t seen) {
+    static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t), "futex word");
+    const timespec pause{0, callerPauseNanoseconds};
+    syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&count), FUTEX_WAIT_PRIVATE, seen, &pause, nullptr, 0);
+}
+
+void wakeCaller(std::atomic<std::uint32_t>& count) {
+    syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&count), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
 
 // Everything of one threaded run. It lives on the caller's stack and outlives
 // every worker, because all are joined before it goes.
 struct SliceRun {
     const SliceJob* job = nullptr;
-    // Counters change by atomic increment only. Waits block on them through
-    // atomic wait/notify, so a waiting caller does not burn a core.
-    std::atomic<std::uint32_t> threadsStarted{0};
+    // Slices are handed out in order through `nextSlice`; the finished count
+    // (lost slices included) only rises. The caller sleeps on it in the
+    // kernel, so a waiting caller does not burn a core.
+    std::atomic<std::int64_t> nextSlice{0};
     std::atomic<std::uint32_t> threadsFinished{0};
-    std::atomic<std::uint32_t> threadTaken{0};
     // Slice table: a result plane per slot (unallocated when the job writes
     // directly) and a state per slice. States are atomic because the caller
     // scans them while workers set theirs.
     std::vector<TrackedArray> slots;
     std::unique_ptr<std::atomic<std::uint8_t>[]> states;
-    // Per slice: its thread, whether it still has to be joined, and whether
-    // the worker is through with everything but its exit.
-    std::vector<ThreadHandle> threads;
-    std::vector<std::uint8_t> joinPending;
-    std::unique_ptr<std::atomic<bool>[]> ended;
 
     std::uint8_t state(std::int64_t slice) const {
         if (slice < 0 || slice >= job->slices) return stateDone;  // outside the volume
         return states[slice].load(std::memory_order_acquire);
     }
-};
-
-// Parameter block, on the caller's stack and reused for the next slice as
-// soon as the worker has taken its copy.
-struct WorkerBlock {
-    SliceRun* run = nullptr;
-    std::int64_t slice = 0;
-};
-
-void* sliceWorker(void* parameter) {
-    const WorkerBlock block = *static_cast<const WorkerBlock*>(parameter);
-    SliceRun& run = *block.run;
-    run.threadTaken.fetch_add(1);
-    run.threadTaken.notify_all();
-
-    const SliceJob& job = *run.job;
-    if (job.planeBytes > 0) {
-        void* plane = run.slots[block.slice].records<std::uint8_t>();
-        if (plane != nullptr) job.work(block.slice, plane);
-        run.states[block.slice].store(stateFinished, std::memory_order_release);
-    } else {
-        job.work(block.slice, nullptr);
+    // The next slice to work on, or -1 when every slice is out.
+    std::int64_t claim() {
+        const std::int64_t slice = nextSlice.fetch_add(1);
+        return slice < job->slices ? slice : -1;
     }
-    run.ended[block.slice].store(true, std::memory_order_release);
-    run.threadsFinished.fetch_add(1);
-    run.threadsFinished.notify_all();
+    // Only the last slice wakes the caller; in between it wakes on its own
+    // every few tenths of a second to write back and show progress, so that
+    // on a machine with few cores it does not take turns from the workers.
+    void countFinished() {
+        if (threadsFinished.fetch_add(1) + 1 >= job->slices) wakeCaller(threadsFinished);
+    }
+};
+
+// A worker takes slice after slice until none is left, so a thread start is
+// paid once per worker and not once per slice; at most thread.max of them
+// exist, which caps the slices worked on at once.
+void* sliceWorker(void* parameter) {
+    SliceRun& run = *static_cast<SliceRun*>(parameter);
+    const SliceJob& job = *run.job;
+    for (std::int64_t slice = run.claim(); slice >= 0; slice = run.claim()) {
+        if (job.planeBytes > 0) {
+            void* plane = run.slots[slice].records<std::uint8_t>();
+            if (plane != nullptr) job.work(slice, plane);
+            run.states[slice].store(stateFinished, std::memory_order_release);
+        } else {
+            job.work(slice, nullptr);
+            run.states[slice].store(stateDone, std::memory_order_release);
+        }
+        run.countFinished();
+    }
     return nullptr;
+}
+
+// Starts one more worker. When that fails, the next slice is lost without
+// a message; counting it keeps the run going.
+void startWorkerOrLoseSlice(SliceRun& run, std::vector<ThreadHandle>& crew) {
+    ThreadHandle handle;
+    if (threadStart(sliceWorker, &run, handle)) {
+        crew.push_back(handle);
+        return;
+    }
+    const std::int64_t lost = run.claim();
+    if (lost < 0) return;
+    run.states[lost].store(stateDone, std::memory_order_release);
+    run.countFinished();
 }
 
 // Copies one finished plane into the field and releases it.
@@ -113,38 +142,6 @@ void writeBackScan(SliceRun& run, bool neighbourTest) {
         if (run.state(i) != stateFinished) continue;
         if (neighbourTest && (run.state(i - 1) >= stateWaiting || run.state(i + 1) >= stateWaiting)) continue;
         writeBackSlice(run, i);
-    }
-}
-
-// Joins the threads whose workers are through, so ended threads do not hold
-// their stacks until the end of the command. A worker seen through is joined
-// only at the next call: by then it has left, and the join does not block.
-void joinEnded(SliceRun& run, bool all) {
-    for (std::int64_t i = 0; i < run.job->slices; ++i) {
-        if (run.joinPending[i] == joinSeenEnded || (run.joinPending[i] != 0 && all)) {
-            threadJoin(run.threads[i]);
-            run.joinPending[i] = 0;
-        } else if (run.joinPending[i] == joinRunning && run.ended[i].load(std::memory_order_acquire)) {
-            run.joinPending[i] = joinSeenEnded;
-        }
-    }
-}
-
-void waitUntilTaken(SliceRun& run) {
-    std::uint32_t taken = run.threadTaken.load();
-    while (taken == 0) {
-        run.threadTaken.wait(taken);
-        taken = run.threadTaken.load();
-    }
-}
-
-// Blocks while at least `limit` workers run.
-void waitBelow(SliceRun& run, std::int64_t limit) {
-    const std::int64_t started = run.threadsStarted.load();
-    std::uint32_t finished = run.threadsFinished.load();
-    while (started - static_cast<std::int64_t>(finished) >= limit) {
-        run.threadsFinished.wait(finished);
-        finished = run.threadsFinished.load();
     }
 }
 
@@ -192,37 +189,24 @@ void runSlices(const SliceJob& job) {
     }
     run.states = std::make_unique<std::atomic<std::uint8_t>[]>(static_cast<std::size_t>(job.slices));
     for (std::int64_t i = 0; i < job.slices; ++i) run.states[i].store(stateWaiting);
-    run.threads.resize(static_cast<std::size_t>(job.slices));
-    run.joinPending.assign(static_cast<std::size_t>(job.slices), 0);
-    run.ended = std::make_unique<std::atomic<bool>[]>(static_cast<std::size_t>(job.slices));
-
     writeLine("Working threads: " + integerToText(job.slices).toUtf8());
     writeLine("Parallel: " + integerToText(limit).toUtf8());
     ready(0, job.title);
 
-    WorkerBlock block;
-    block.run = &run;
-    for (std::int64_t z = 0; z < job.slices; ++z) {
-        run.threadsStarted.fetch_add(1);
-        run.threadTaken.store(0);
-        block.slice = z;
-        if (threadStart(sliceWorker, &block, run.threads[z])) {
-            run.joinPending[z] = joinRunning;
-        } else {
-            // The slice is lost without a message; counting it keeps the
-            // protocol going.
-            run.threadTaken.fetch_add(1);
-            run.states[z].store(stateDone);
-            run.threadsFinished.fetch_add(1);
-        }
-        waitUntilTaken(run);
-        waitBelow(run, limit);
+    std::vector<ThreadHandle> crew;
+    const std::int64_t crewSize = std::min(limit, job.slices);
+    for (std::int64_t i = 0; i < crewSize; ++i) startWorkerOrLoseSlice(run, crew);
+    // With no worker running, every slice left gets its own try.
+    while (crew.empty() && run.nextSlice.load() < job.slices) startWorkerOrLoseSlice(run, crew);
+
+    for (;;) {
+        const std::uint32_t finished = run.threadsFinished.load();
         writeBackScan(run, true);
-        joinEnded(run, false);
-        ready(static_cast<double>(run.threadsFinished.load()) / static_cast<double>(job.slices), job.title);
+        ready(static_cast<double>(finished) / static_cast<double>(job.slices), job.title);
+        if (finished >= job.slices) break;
+        sleepOnCount(run.threadsFinished, finished);
     }
-    waitBelow(run, 1);
-    joinEnded(run, true);
+    for (ThreadHandle& worker : crew) threadJoin(worker);
     writeBackScan(run, false);
 
     // Planes from the last to the first, then the lists.

@@ -1,6 +1,6 @@
-// Worker threads: one thread per z slice, started by the calling thread as it
-// walks the slices, at most `thread.max` running at once, and finished slices
-// written back into the field by the caller itself. The smoothing, scanning
+// Worker threads: the z slices of a field handed out in order to at most
+// `thread.max` workers, each taking the next slice as it finishes one, and
+// finished slices written back into the field by the caller itself. The smoothing, scanning
 // and measuring commands give only their per-slice kernel.
 #pragma once
 
@@ -43,8 +43,8 @@ struct SliceJob {
 
 // Runs the job: the serial form, or the threaded one with the lines
 // "Working threads: " slices and "Parallel: " limit and the progress line.
-// Every thread it starts has ended when it returns. A slice whose thread
-// cannot be started stays unprocessed without a message.
+// Every thread it starts has ended when it returns. For each worker that
+// cannot be started one slice stays unprocessed without a message.
 void runSlices(const SliceJob& job);
 
 // Starts a thread with a 4 MiB stack running function(parameter); false on
