@@ -2,6 +2,9 @@
 #include "shell/commands.h"
 
 #include "engine/diagnostics.h"
+#include "fields/fieldcommands.h"
+#include "fields/labels.h"
+#include "fields/workspacecommands.h"
 #include "libraries/clock.h"
 #include "libraries/general.h"
 #include "libraries/maths.h"
@@ -15,6 +18,9 @@ void registerAllCommands(MacroEngine& engine) {
     registerStackCommands(engine);
     registerMathsCommands(engine);
     registerDumpCommands(engine);
+    registerWorkspaceCommands(engine);
+    registerFieldCommands(engine);
+    registerLabelCommands(engine);
 }
 
 }  // namespace corvane

@@ -9,6 +9,7 @@
 #include "engine/macroengine.h"
 #include "engine/runloop.h"
 #include "engine/variables.h"
+#include "fields/workspaces.h"
 #include "foundation/console.h"
 #include "foundation/files.h"
 #include "foundation/numbers.h"
@@ -180,7 +181,8 @@ int runOnThisThread(int argc, char** argv) {
     // 17. Worker threads as many as the processor has.
     setVariable(state, "thread.max", integerToText(static_cast<std::uint16_t>(processor.threadCount)));
 
-    // 18.-19. Commands.
+    // 18.-19. The workspace lists with their DEFAULT entries, then the commands.
+    resetWorkspaces();
     registerAllCommands(state.engine);
 
     // 20.-22. The macro file, or the first-run reference in its place.
@@ -196,6 +198,7 @@ int runOnThisThread(int argc, char** argv) {
 
     // 24. Teardown.
     freeMacroEngine(state.engine);
+    releaseWorkspaces();
     teardown();
     return 0;
 }
