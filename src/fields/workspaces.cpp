@@ -162,7 +162,16 @@ Object* resolveExisting(MacroEngine& engine, WorkspaceList<Object>& list, const 
     return list.at(index);
 }
 
+template <class Object>
+Object* assignmentTarget(MacroEngine& engine, WorkspaceList<Object>& list) {
+    const Text target = getTarget(engine);
+    if (target.empty()) return list.current();
+    setTarget(engine, Text());
+    return resolveTarget(engine, list, target);
+}
+
 #define CORVANE_WORKSPACE_OBJECT(Object)                                                       \
+    template Object* assignmentTarget(MacroEngine&, WorkspaceList<Object>&);                   \
     template class WorkspaceList<Object>;                                                      \
     template Object* resolveOrCreate(WorkspaceList<Object>&, const Text&);                     \
     template Object* resolveTarget(MacroEngine&, WorkspaceList<Object>&, const Text&);         \

@@ -81,6 +81,12 @@ Object* resolveOrCreate(WorkspaceList<Object>& list, const Text& name);
 template <class Object>
 Object* resolveExisting(MacroEngine& engine, WorkspaceList<Object>& list, const Text& name);
 
+// What a function with `name := family.function` writes into: the target
+// resolved as above, and the engine's target cleared so that no variable is
+// made. Without an assignment the object in use.
+template <class Object>
+Object* assignmentTarget(MacroEngine& engine, WorkspaceList<Object>& list);
+
 // The word the reports use for a list's objects: "imagefield", ..., "line".
 template <class Object>
 const char* familyWord();
