@@ -68,6 +68,16 @@ Field& fieldInUse() {
     return field != nullptr ? *field : none;
 }
 
+// A position or factor vector: one parameter holding the vector, or one
+// number for each component.
+Vector3 vectorParameters(MacroEngine& engine) {
+    const std::int64_t count = parameterCount(engine);
+    if (count <= 1) return vector3Of(parameterOrEmpty(engine, 1));
+    double parts[3] = {};
+    for (std::int64_t i = 1; i <= count && i <= 3; ++i) parts[i - 1] = realOf(parameterOrEmpty(engine, i));
+    return {parts[0], parts[1], parts[2]};
+}
+
 // ---- variable functions ------------------------------------------------------------
 
 template <class Field>
@@ -117,12 +127,12 @@ void matrixRowFunction(MacroEngine& engine) {
 
 template <class Field>
 void localToGlobalFunction(MacroEngine& engine) {
-    setResult(engine, vector3ToText(localToGlobal(fieldInUse<Field>().geometry, vector3Of(joinedParameters(engine)))));
+    setResult(engine, vector3ToText(localToGlobal(fieldInUse<Field>().geometry, vectorParameters(engine))));
 }
 
 template <class Field>
 void globalToLocalFunction(MacroEngine& engine) {
-    const Vector3 local = globalToLocal(fieldInUse<Field>().geometry, vector3Of(joinedParameters(engine)));
+    const Vector3 local = globalToLocal(fieldInUse<Field>().geometry, vectorParameters(engine));
     setResult(engine, intVector3ToText({roundReal(local.x), roundReal(local.y), roundReal(local.z)}));
 }
 
@@ -174,7 +184,7 @@ void bitLevelProcedure() {
 
 template <class Field>
 void offsetProcedure(MacroEngine& engine) {
-    fieldInUse<Field>().geometry.offset = parameterCount(engine) == 0 ? Vector3{} : vector3Of(joinedParameters(engine));
+    fieldInUse<Field>().geometry.offset = parameterCount(engine) == 0 ? Vector3{} : vectorParameters(engine);
 }
 
 template <class Field>
@@ -182,7 +192,7 @@ void originProcedure(MacroEngine& engine) {
     Field& field = fieldInUse<Field>();
     // The offset that puts local <0, 0, 0> at the given world position.
     FieldGeometry atZero{field.geometry.matrix, {}};
-    field.geometry.offset = negate(globalToLocal(atZero, vector3Of(joinedParameters(engine))));
+    field.geometry.offset = negate(globalToLocal(atZero, vectorParameters(engine)));
 }
 
 template <class Field>
@@ -204,7 +214,7 @@ void matrixProcedure(MacroEngine& engine) {
 
 template <class Field>
 void scaleProcedure(MacroEngine& engine) {
-    const Vector3 factors = absolute(vector3Of(joinedParameters(engine)));
+    const Vector3 factors = absolute(vectorParameters(engine));
     storeMatrix(fieldInUse<Field>(), Matrix3{{{factors.x, 0, 0}, {0, factors.y, 0}, {0, 0, factors.z}}});
 }
 
@@ -264,13 +274,22 @@ void newProcedure(MacroEngine& engine) {
     Field& field = fieldInUse<Field>();
     if (!hasPayload(field)) return;
     const ShortText name = field.name;
-    const Vector3 size = parameterCount(engine) == 0 ? Vector3{} : vector3Of(joinedParameters(engine));
+    const Vector3 size = parameterCount(engine) == 0 ? Vector3{} : vectorParameters(engine);
     const std::int64_t x = truncateReal(size.x), y = truncateReal(size.y), z = truncateReal(size.z);
     if constexpr (isImage<Field>) {
+        const Vector4 value = imageValue(field), background = imageBackground(field);
         newField(field, field.kind, x, y);
+        setImageValue(field, value);
+        setImageBackground(field, background);
+    } else if constexpr (std::is_same_v<Field, ScalarField>) {
+        const std::int64_t value = scalarValue(field), background = scalarBackground(field);
+        newField(field, field.kind, x, y, z);
+        setScalarValue(field, static_cast<double>(value));
+        setScalarBackground(field, static_cast<double>(background));
     } else {
         newField(field, field.kind, x, y, z);
     }
+    if constexpr (requires { fillWithBackground(field); }) fillWithBackground(field);
     field.name = name;
 }
 

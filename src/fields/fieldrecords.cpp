@@ -301,6 +301,33 @@ void newField(TensorField& field, VoxelKind kind, std::int64_t sizeX, std::int64
     }
 }
 
+void fillWithBackground(ImageField& field) {
+    if (!hasPayload(field)) return;
+    ImagePayload& p = *field.payload;
+    for (int c = 0; c < p.channels(); ++c) {
+        if (p.sampleBytes(c) == 2) {
+            std::fill_n(p.plane<std::uint16_t>(c), p.planes[c].isAllocated() ? p.planes[c].count() : 0,
+                        static_cast<std::uint16_t>(p.background[c]));
+        } else {
+            std::fill_n(p.plane<std::uint8_t>(c), p.planes[c].isAllocated() ? p.planes[c].count() : 0,
+                        static_cast<std::uint8_t>(p.background[c]));
+        }
+    }
+}
+
+void fillWithBackground(ScalarField& field) {
+    if (!hasPayload(field)) return;
+    ScalarPayload& p = *field.payload;
+    const std::int64_t count = p.voxels.isAllocated() ? p.voxels.count() : 0;
+    switch (p.kind) {
+        case VoxelKind::scalarMono:
+            std::fill_n(p.data<std::uint64_t>(), count, p.background != 0 ? ~std::uint64_t{0} : 0);
+            break;
+        case VoxelKind::scalarGray: std::fill_n(p.data<std::uint8_t>(), count, static_cast<std::uint8_t>(p.background)); break;
+        default: std::fill_n(p.data<std::uint16_t>(), count, static_cast<std::uint16_t>(p.background)); break;
+    }
+}
+
 void copyField(ImageField& target, const ImageField& source) {
     target.kind = source.kind;
     target.name = source.name;

@@ -167,6 +167,10 @@ void newField(ScalarField& field, VoxelKind kind, std::int64_t sizeX, std::int64
 void newField(VectorField& field, VoxelKind kind, std::int64_t sizeX, std::int64_t sizeY, std::int64_t sizeZ);
 void newField(TensorField& field, VoxelKind kind, std::int64_t sizeX, std::int64_t sizeY, std::int64_t sizeZ);
 
+// Every voxel set to the field's background.
+void fillWithBackground(ImageField& field);
+void fillWithBackground(ScalarField& field);
+
 // Copies values and settings; the copy shares nothing.
 void copyField(ImageField& target, const ImageField& source);
 void copyField(ScalarField& target, const ScalarField& source);

@@ -294,6 +294,18 @@ constexpr ReferenceLine reference[] = {
     {"tensor.l2g",                "tensor.l2g <1, 2, 3>",                  "local voxel position to world"},
     {"tensor.g2l",                "tensor.g2l <1, 2, 3>",                  "world position to the nearest voxel"},
     {"tensor.scale",              "tensor.scale <1, 1, 2>",                "matrix diagonal of the absolute factors; as a function the column lengths"},
+    // scalar labels
+    {"scalar.labels.new",    "scalar.labels.new",                  "empties the label table of the scalar field in use"},
+    {"scalar.labels.clean",  "scalar.labels.clean",                "empties the label table of the scalar field in use"},
+    {"scalar.labels.clear",  "scalar.labels.clear",                "empties the label table of the scalar field in use"},
+    {"scalar.labels.length", "scalar.labels.length",               "n := scalar.labels.length: entries in the label table"},
+    {"scalar.label",         "scalar.label 3 bone",                "names voxel value 3; n := scalar.label 3 gives the name, \"*\" repeats the name below"},
+    {"scalar.labels.dump",   "scalar.labels.dump",                 "prints the label table as stored"},
+    {"scalar.load.labels",   "scalar.load.labels \"labels.txt\"",  "reads names: plain lines, \"index\" and value<TAB>name lines, or an atlas; name.atlas.xml beside wins"},
+    {"scalar.save.labels",   "scalar.save.labels \"labels.txt\"",  "writes value<TAB>name for each named value"},
+    {"scalar.load.filter",   "scalar.load.filter 0 1",             "add and factor that a volume load applies; missing ones are 0"},
+    {"scalar.load.scale",    "scalar.load.scale <1, 1, 2>",        "divisors of float volume loads on x, y, z; 0 or missing is 1, none resets"},
+    {"scalar.loadscale",     "scalar.loadscale <1, 1, 2>",         "divisors of float volume loads on x, y, z; 0 or missing is 1, none resets"},
     {nullptr, nullptr, nullptr},
 };
 
