@@ -124,6 +124,21 @@ TEST(FieldRecords, SizedFieldsStartWithTheBackground) {
     EXPECT_EQ(getVector(colours, 1, 1, 1).y, 0);
 }
 
+TEST(FieldRecords, FillWithBackgroundSetsEveryVoxel) {
+    OutputCapture capture;
+    ScalarField mono;
+    newField(mono, VoxelKind::scalarMono, 70, 2, 1);
+    setScalarBackground(mono, 1);
+    fillWithBackground(mono);
+    EXPECT_EQ(getVoxel(mono, 70, 2, 1), 1);
+    ImageField zrgb;
+    newField(zrgb, VoxelKind::imageZrgb, 2, 2);
+    setImageBackground(zrgb, {1, 2, 3, 40000});  // the depth channel takes 16 bits
+    fillWithBackground(zrgb);
+    EXPECT_EQ(getPixel(zrgb, 2, 2, 2), 3);
+    EXPECT_EQ(getPixel(zrgb, 2, 2, 3), 40000);
+}
+
 TEST(FieldRecords, TensorsSplitIntoDiagonalAndOffDiagonal) {
     OutputCapture capture;
     TensorField tensor;
