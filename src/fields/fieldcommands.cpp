@@ -241,30 +241,21 @@ bool colourParameters(MacroEngine& engine, Vector4& colour) {
     return true;
 }
 
-void imageValueProcedure(MacroEngine& engine) {
+// value and background of an image: a number, a colour, or colour and alpha.
+template <void (*store)(ImageField&, const Vector4&)>
+void imageColourProcedure(MacroEngine& engine) {
     Vector4 colour;
-    if (colourParameters(engine, colour)) setImageValue(fieldInUse<ImageField>(), colour);
+    if (colourParameters(engine, colour)) store(fieldInUse<ImageField>(), colour);
 }
 
-void imageBackgroundProcedure(MacroEngine& engine) {
-    Vector4 colour;
-    if (colourParameters(engine, colour)) setImageBackground(fieldInUse<ImageField>(), colour);
-}
-
-void scalarValueProcedure(MacroEngine& engine) {
+// value and background of a scalar field: one number.
+template <void (*store)(ScalarField&, double)>
+void scalarLevelProcedure(MacroEngine& engine) {
     if (parameterCount(engine) < 1) {
         errorCountMin(engine, 1);
         return;
     }
-    setScalarValue(fieldInUse<ScalarField>(), realOf(parameterOrEmpty(engine, 1)));
-}
-
-void scalarBackgroundProcedure(MacroEngine& engine) {
-    if (parameterCount(engine) < 1) {
-        errorCountMin(engine, 1);
-        return;
-    }
-    setScalarBackground(fieldInUse<ScalarField>(), realOf(parameterOrEmpty(engine, 1)));
+    store(fieldInUse<ScalarField>(), realOf(parameterOrEmpty(engine, 1)));
 }
 
 // new: the field in use made anew in its own kind, its name kept; with a
@@ -338,16 +329,16 @@ void registerFieldCommands(MacroEngine& engine) {
     registerBitLevels<image, VoxelKind::imageRgb>(engine, {"24bit", "rgb"});
     registerBitLevels<image, VoxelKind::imageRgba>(engine, {"32bit", "rgba"});
     registerBitLevels<image, VoxelKind::imageZrgb>(engine, {"40bit"});
-    registerOptionProcedure(engine, "value",      imageValueProcedure);
-    registerOptionProcedure(engine, "background", imageBackgroundProcedure);
+    registerOptionProcedure(engine, "value",      imageColourProcedure<setImageValue>);
+    registerOptionProcedure(engine, "background", imageColourProcedure<setImageBackground>);
     registerGeometry<ImageField>(engine);
 
     setRegistrationPrefix(engine, "scalar.");
     registerBitLevels<scalar, VoxelKind::scalarMono>(engine, {"1bit", "bool"});
     registerBitLevels<scalar, VoxelKind::scalarGray>(engine, {"8bit", "byte"});
     registerBitLevels<scalar, VoxelKind::scalarFullgray>(engine, {"16bit", "word", "nat"});
-    registerOptionProcedure(engine, "value",      scalarValueProcedure);
-    registerOptionProcedure(engine, "background", scalarBackgroundProcedure);
+    registerOptionProcedure(engine, "value",      scalarLevelProcedure<setScalarValue>);
+    registerOptionProcedure(engine, "background", scalarLevelProcedure<setScalarBackground>);
     registerGeometry<ScalarField>(engine);
 
     setRegistrationPrefix(engine, "vector.");

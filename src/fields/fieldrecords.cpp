@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "foundation/console.h"
 #include "foundation/numbers.h"
@@ -37,14 +36,10 @@ std::int64_t voxelCount(std::int64_t sizeX, std::int64_t sizeY, std::int64_t siz
     return sizeX * sizeY * sizeZ;
 }
 
-// Fills a block of records with one record's bytes; zero blocks stay as allocated.
-void fillRecords(TrackedArray& array, const void* record) {
-    const auto size = static_cast<std::size_t>(array.recordSize());
-    auto* bytes = array.records<std::uint8_t>();
-    if (bytes == nullptr) return;
-    const auto* pattern = static_cast<const std::uint8_t*>(record);
-    if (std::all_of(pattern, pattern + size, [](std::uint8_t b) { return b == 0; })) return;
-    for (std::int64_t i = 0; i < array.count(); ++i) std::memcpy(bytes + static_cast<std::size_t>(i) * size, record, size);
+// Every record of an allocated array set to one value.
+template <class T>
+void fillArray(TrackedArray& array, T value) {
+    if (array.isAllocated()) std::fill_n(array.records<T>(), array.count(), value);
 }
 
 // ---- image -----------------------------------------------------------------------
@@ -67,16 +62,6 @@ void allocateImage(ImagePayload& payload, std::int64_t sizeX, std::int64_t sizeY
     payload.sizeY = sizeY;
     payload.window[2] = sizeX;
     payload.window[3] = sizeY;
-    for (int c = 0; c < payload.channels(); ++c) {
-        const std::uint32_t background = payload.background[c];
-        if (payload.sampleBytes(c) == 2) {
-            const auto sample = static_cast<std::uint16_t>(background);
-            fillRecords(payload.planes[c], &sample);
-        } else {
-            const auto sample = static_cast<std::uint8_t>(background);
-            fillRecords(payload.planes[c], &sample);
-        }
-    }
 }
 
 std::unique_ptr<ImagePayload> makeImagePayload(VoxelKind kind) {
@@ -112,17 +97,6 @@ void allocateScalar(ScalarPayload& payload, std::int64_t sizeX, std::int64_t siz
     payload.sizeX = sizeX;
     payload.sizeY = sizeY;
     payload.sizeZ = sizeZ;
-    if (payload.kind == VoxelKind::scalarMono) {
-        // Whole words of set bits; the padding of each row is never read.
-        const std::uint64_t word = payload.background != 0 ? ~std::uint64_t{0} : 0;
-        fillRecords(payload.voxels, &word);
-    } else if (payload.kind == VoxelKind::scalarGray) {
-        const auto sample = static_cast<std::uint8_t>(payload.background);
-        fillRecords(payload.voxels, &sample);
-    } else {
-        const auto sample = static_cast<std::uint16_t>(payload.background);
-        fillRecords(payload.voxels, &sample);
-    }
 }
 
 // ---- vector ----------------------------------------------------------------------
@@ -139,17 +113,6 @@ void allocateVector(VectorPayload& payload, std::int64_t sizeX, std::int64_t siz
     payload.sizeX = sizeX;
     payload.sizeY = sizeY;
     payload.sizeZ = sizeZ;
-    const Vector3& b = payload.background;
-    if (payload.kind == VoxelKind::vectorRgb) {
-        const Rgb colour{static_cast<std::uint8_t>(b.x), static_cast<std::uint8_t>(b.y), static_cast<std::uint8_t>(b.z)};
-        fillRecords(payload.voxels, &colour);
-    } else if (payload.kind == VoxelKind::vectorNat) {
-        const std::int64_t terms[3] = {static_cast<std::int64_t>(b.x), static_cast<std::int64_t>(b.y),
-                                       static_cast<std::int64_t>(b.z)};
-        fillRecords(payload.voxels, terms);
-    } else {
-        fillRecords(payload.voxels, &b);
-    }
 }
 
 std::unique_ptr<VectorPayload> makeVectorPayload(VoxelKind kind) {
@@ -306,11 +269,9 @@ void fillWithBackground(ImageField& field) {
     ImagePayload& p = *field.payload;
     for (int c = 0; c < p.channels(); ++c) {
         if (p.sampleBytes(c) == 2) {
-            std::fill_n(p.plane<std::uint16_t>(c), p.planes[c].isAllocated() ? p.planes[c].count() : 0,
-                        static_cast<std::uint16_t>(p.background[c]));
+            fillArray(p.planes[c], static_cast<std::uint16_t>(p.background[c]));
         } else {
-            std::fill_n(p.plane<std::uint8_t>(c), p.planes[c].isAllocated() ? p.planes[c].count() : 0,
-                        static_cast<std::uint8_t>(p.background[c]));
+            fillArray(p.planes[c], static_cast<std::uint8_t>(p.background[c]));
         }
     }
 }
@@ -318,13 +279,11 @@ void fillWithBackground(ImageField& field) {
 void fillWithBackground(ScalarField& field) {
     if (!hasPayload(field)) return;
     ScalarPayload& p = *field.payload;
-    const std::int64_t count = p.voxels.isAllocated() ? p.voxels.count() : 0;
     switch (p.kind) {
-        case VoxelKind::scalarMono:
-            std::fill_n(p.data<std::uint64_t>(), count, p.background != 0 ? ~std::uint64_t{0} : 0);
-            break;
-        case VoxelKind::scalarGray: std::fill_n(p.data<std::uint8_t>(), count, static_cast<std::uint8_t>(p.background)); break;
-        default: std::fill_n(p.data<std::uint16_t>(), count, static_cast<std::uint16_t>(p.background)); break;
+        // Whole words of set bits; the padding of each row is never read.
+        case VoxelKind::scalarMono: fillArray(p.voxels, p.background != 0 ? ~std::uint64_t{0} : 0); break;
+        case VoxelKind::scalarGray: fillArray(p.voxels, static_cast<std::uint8_t>(p.background)); break;
+        default: fillArray(p.voxels, static_cast<std::uint16_t>(p.background)); break;
     }
 }
 
@@ -372,7 +331,11 @@ void copyField(ScalarField& target, const ScalarField& source) {
     copyArray(to.voxels, from.voxels);
 }
 
-void copyField(VectorField& target, const VectorField& source) {
+namespace {
+
+// The members vector and tensor wrappers share, payloads apart.
+template <class Field>
+void copyOrientedMembers(Field& target, const Field& source) {
     target.kind = source.kind;
     target.name = source.name;
     target.geometry = source.geometry;
@@ -382,14 +345,12 @@ void copyField(VectorField& target, const VectorField& source) {
     copyVectorPayload(target.payload, source.payload);
 }
 
+}  // namespace
+
+void copyField(VectorField& target, const VectorField& source) { copyOrientedMembers(target, source); }
+
 void copyField(TensorField& target, const TensorField& source) {
-    target.kind = source.kind;
-    target.name = source.name;
-    target.geometry = source.geometry;
-    target.extra1 = source.extra1;
-    target.extra2 = source.extra2;
-    target.method = source.method;
-    copyVectorPayload(target.payload, source.payload);
+    copyOrientedMembers(target, source);
     copyVectorPayload(target.secondPayload, source.secondPayload);
 }
 

@@ -156,8 +156,8 @@ struct TensorField {
 
 // Releases what the field holds and makes an empty payload of the kind, the
 // name cleared. A kind the family does not admit prints "Unknown ...field!"
-// and leaves kind 0 with no payload. The sized forms allocate and fill with
-// the background; a failed allocation leaves the field empty.
+// and leaves kind 0 with no payload. The sized forms allocate zeroed voxels,
+// the background of a new payload; a failed allocation leaves the field empty.
 void newField(ImageField& field, VoxelKind kind);
 void newField(ScalarField& field, VoxelKind kind);
 void newField(VectorField& field, VoxelKind kind);

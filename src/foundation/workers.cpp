@@ -1,15 +1,12 @@
 #include "foundation/workers.h"
 
-#include <linux/futex.h>
 #include <pthread.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <ctime>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <memory>
+#include <semaphore>
 #include <vector>
 
 #include "foundation/console.h"
@@ -47,29 +44,19 @@ constexpr std::uint8_t stateDone = 0;      // written back, or nothing to do
 constexpr std::uint8_t stateFinished = 1;  // plane holds the result, not yet written back
 constexpr std::uint8_t stateWaiting = 2;   // waiting or running; the field slice is still read
 
-// The caller's sleep on the finished count: until a worker wakes it, the
-// count moves away from `seen`, or the pause is over.
-constexpr long callerPauseNanoseconds = 200'000'000;
-
-void sleepOnCount(std::atomic<std::uint32_t>& count, std::uint32_t seen) {
-    static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t), "futex word");
-    const timespec pause{0, callerPauseNanoseconds};
-    syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&count), FUTEX_WAIT_PRIVATE, seen, &pause, nullptr, 0);
-}
-
-void wakeCaller(std::atomic<std::uint32_t>& count) {
-    syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&count), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-}
+// How long the caller sleeps between write-back scans while no worker wakes it.
+constexpr std::chrono::milliseconds callerPause{200};
 
 // Everything of one threaded run. It lives on the caller's stack and outlives
 // every worker, because all are joined before it goes.
 struct SliceRun {
     const SliceJob* job = nullptr;
     // Slices are handed out in order through `nextSlice`; the finished count
-    // (lost slices included) only rises. The caller sleeps on it in the
-    // kernel, so a waiting caller does not burn a core.
+    // (lost slices included) only rises. The caller sleeps on `allFinished`,
+    // so a waiting caller does not burn a core.
     std::atomic<std::int64_t> nextSlice{0};
     std::atomic<std::uint32_t> threadsFinished{0};
+    std::binary_semaphore allFinished{0};
     // Slice table: a result plane per slot (unallocated when the job writes
     // directly) and a state per slice. States are atomic because the caller
     // scans them while workers set theirs.
@@ -89,7 +76,7 @@ struct SliceRun {
     // every few tenths of a second to write back and show progress, so that
     // on a machine with few cores it does not take turns from the workers.
     void countFinished() {
-        if (threadsFinished.fetch_add(1) + 1 >= job->slices) wakeCaller(threadsFinished);
+        if (threadsFinished.fetch_add(1) + 1 == job->slices) allFinished.release();
     }
 };
 
@@ -204,7 +191,7 @@ void runSlices(const SliceJob& job) {
         writeBackScan(run, true);
         ready(static_cast<double>(finished) / static_cast<double>(job.slices), job.title);
         if (finished >= job.slices) break;
-        sleepOnCount(run.threadsFinished, finished);
+        (void)run.allFinished.try_acquire_for(callerPause);
     }
     for (ThreadHandle& worker : crew) threadJoin(worker);
     writeBackScan(run, false);
