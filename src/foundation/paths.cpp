@@ -120,6 +120,18 @@ Text lastExtension(const Text& path) {
     return dot > 0 ? tailFrom(file, dot + 1) : Text();
 }
 
+Text formatExtension(const Text& path) {
+    const Text file = filePart(path);
+    const std::int64_t dot = file.findFirst(".");
+    return dot > 0 ? tailFrom(file, dot + 1).lowerCase() : Text();
+}
+
+Text withFormatExtension(const Text& path, const Text& extension) {
+    const Text file = filePart(path);
+    const std::int64_t dot = file.findFirst(".");
+    return directoryPart(path) + (dot > 0 ? file.copy(1, dot - 1) : file) + "." + extension;
+}
+
 Text replaceExtension(const Text& path, const Text& extension) {
     Text result = directoryPart(path) + fileNameWithoutExtension(path);
     const Text bare = extension.startsWith(".") ? tailFrom(extension, 2) : extension;

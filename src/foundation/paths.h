@@ -35,6 +35,13 @@ Text fileNameWithoutExtension(const Text& path);
 Text fullExtension(const Text& path);
 // Behind the last '.' of the file part: "gz".
 Text lastExtension(const Text& path);
+// The format rule of loads and saves: the text behind the first '.' of the
+// file part, lower-cased, so "./data/x.nii.gz" gives "nii.gz"; empty when
+// the file part has no '.'.
+Text formatExtension(const Text& path);
+// Directory part and file part up to that first '.', then the extension
+// given (without its '.'): "a.nii" with "hdr" gives "a.hdr".
+Text withFormatExtension(const Text& path, const Text& extension);
 // Directory part, file name without extension, '.', the new extension; the
 // extension may come with or without its leading '.', and an empty one
 // leaves the name without any.

@@ -5,6 +5,7 @@
 #include "fields/fieldcommands.h"
 #include "fields/labels.h"
 #include "fields/workspacecommands.h"
+#include "formats/volumefiles.h"
 #include "libraries/clock.h"
 #include "libraries/general.h"
 #include "libraries/maths.h"
@@ -21,6 +22,7 @@ void registerAllCommands(MacroEngine& engine) {
     registerWorkspaceCommands(engine);
     registerFieldCommands(engine);
     registerLabelCommands(engine);
+    registerVolumeFileCommands(engine);
 }
 
 }  // namespace corvane

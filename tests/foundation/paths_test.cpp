@@ -153,4 +153,13 @@ TEST(PathParts, ReplaceExtensionKeepsTheDirectory) {
 }
 
 }  // namespace
+
+TEST(PathFormat, FirstDotOfTheFilePartLowerCased) {
+    EXPECT_EQ(formatExtension("./data/x.NII.gz").toUtf8(), "nii.gz");
+    EXPECT_EQ(formatExtension("dir.v2/scan").toUtf8(), "");
+    EXPECT_EQ(formatExtension("a.b.nii.gz").toUtf8(), "b.nii.gz");
+    EXPECT_EQ(withFormatExtension("dir.v2/a.nii", "hdr").toUtf8(), "dir.v2/a.hdr");
+    EXPECT_EQ(withFormatExtension("scan", "img.gz").toUtf8(), "scan.img.gz");
+}
+
 }  // namespace corvane
