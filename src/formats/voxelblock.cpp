@@ -17,7 +17,11 @@
 
 namespace corvane {
 
-std::int64_t sourceBytes(int code) { return (code < 0 ? -code : code) % 1000 / 8; }
+// 16-bit colours hold their channels in words, twice what the bit count says.
+std::int64_t sourceBytes(int code) {
+    const std::int64_t bytes = (code < 0 ? -code : code) % 1000 / 8;
+    return code / 1000 == 3 ? 2 * bytes : bytes;
+}
 
 const char* sourceName(int code) {
     switch (code) {
@@ -711,7 +715,7 @@ void readScalarBlock(ScalarField& field, VoxelKind kind, const VoxelBlock& block
     const ScaleDivisors divisors = divisorsOf(field.loadScale);
     newField(field, kind, (block.sizeX - 1) / divisors.x + 1, (block.sizeY - 1) / divisors.y + 1,
              (block.sizeZ - 1) / divisors.z + 1);
-    if (!hasPayload(field)) return;  // the allocation said why
+    if (fieldSize(field).x == 0) return;  // the allocation said why
     switch (kind) {
         case VoxelKind::scalarFullgray: fillScalar<std::uint16_t>(field, kind, block, divisors); break;
         default: fillScalar<std::uint8_t>(field, kind, block, divisors); break;
@@ -731,7 +735,7 @@ void readVectorBlock(VectorField& field, VoxelKind kind, const VoxelBlock& block
             return;
         }
         newField(field, VoxelKind::vectorRgb, block.sizeX, block.sizeY, block.sizeZ);
-        if (!hasPayload(field)) return;
+        if (fieldSize(field).x == 0) return;
         const Text title = progressLine("3DRGB", inner, block);
         switch (block.code) {
             case sourcecode::rgb: fillColours<std::uint8_t, 3>(*field.payload, block, title); break;
@@ -753,7 +757,7 @@ void readVectorBlock(VectorField& field, VoxelKind kind, const VoxelBlock& block
         return;
     }
     newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-    if (!hasPayload(field)) return;
+    if (fieldSize(field).x == 0) return;
     fillComponents(block, {{field.payload.get(), 0}, {field.payload.get(), 1}, {field.payload.get(), 2}},
                    progressLine("3DVector", componentTypeName(block.code), block));
 }
@@ -771,7 +775,7 @@ void readTensorBlock(TensorField& field, VoxelKind kind, const VoxelBlock& block
         return;
     }
     newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-    if (!hasPayload(field)) return;
+    if (fieldSize(field).x == 0) return;
     VectorPayload* diagonal = field.payload.get();
     VectorPayload* offDiagonal = field.secondPayload.get();
     // xx, xy, yy, xz, yz, zz: the lower triangle row by row.

@@ -22,7 +22,8 @@ constexpr int float32 = 1032, float64 = 1064, float80 = 1080;
 constexpr int rgb = 2024, rgba = 2032, fullRgb = 3024, fullRgba = 3032;
 }  // namespace sourcecode
 
-// Bytes of one stored voxel: (|code| mod 1000) / 8.
+// Bytes of one stored voxel: (|code| mod 1000) / 8, doubled for the 16-bit
+// colours, whose code counts one byte a channel.
 std::int64_t sourceBytes(int code);
 // The name messages use: "Grey", "-Fullgrey", "32Float", "RGBA", ...; empty
 // for an unknown code.
