@@ -5,6 +5,7 @@
 #include "fields/fieldcommands.h"
 #include "fields/labels.h"
 #include "fields/workspacecommands.h"
+#include "formats/imagefiles.h"
 #include "formats/volumefiles.h"
 #include "libraries/clock.h"
 #include "libraries/general.h"
@@ -22,6 +23,7 @@ void registerAllCommands(MacroEngine& engine) {
     registerWorkspaceCommands(engine);
     registerFieldCommands(engine);
     registerLabelCommands(engine);
+    registerImageFormatCommands(engine);
     registerVolumeFileCommands(engine);
 }
 

@@ -306,6 +306,18 @@ constexpr ReferenceLine reference[] = {
     {"scalar.load.filter",   "scalar.load.filter 0 1",             "add and factor that a volume load applies; missing ones are 0"},
     {"scalar.load.scale",    "scalar.load.scale <1, 1, 2>",        "divisors of volume loads on x, y, z: the field is that much smaller; 0 or missing is 1, none resets"},
     {"scalar.loadscale",     "scalar.loadscale <1, 1, 2>",         "divisors of volume loads on x, y, z: the field is that much smaller; 0 or missing is 1, none resets"},
+    // image files
+    {"image.load",          "image.load \"scan.pgm\"",                "loads by extension into a new image of the default kind: pbm pgm ppm pnm (also .gz), bmp dib, imgf fro fre pd t1 t2 (gray), rgb (colour)"},
+    {"image.loadpnm",       "image.loadpnm \"scan.pgm.gz\"",          "loads a PNM file, P1 to P6 and the 16-bit forms; gzip when the name ends in .gz"},
+    {"image.loadbmp",       "image.loadbmp \"scan.bmp\"",             "loads an uncompressed BMP of 1, 4, 8 or 24 bits"},
+    {"image.loadimgf",      "image.loadimgf \"scan.imgf\"",           "loads an IMGF file into a gray or fullgray image"},
+    {"image.loadrgb",       "image.loadrgb \"scan.rgb\"",             "loads an RGB file of 16, 24 or 32 bits into an rgb or rgba image"},
+    {"image.loadraw",       "image.loadraw \"scan.raw\" 512 640 480", "loads raw 16, 24 or 32-bit colour pixels behind a header of the given bytes, at size x y"},
+    {"image.save",          "image.save \"scan.png\"",                "saves by extension: pgm tif tiff png (gray); pbm pgm ppm pnm pam (also .gz), rgb bmp dib tga tif tiff png (colour); others as png"},
+    {"imagemagick.enable",  "imagemagick.enable",                    "allows the ImageMagick adapter where the library is present"},
+    {"imagemagick.disable", "imagemagick.disable",                   "keeps the ImageMagick adapter out of image loads and saves"},
+    {"freeimage.enable",    "freeimage.enable",                      "allows the FreeImage adapter where the library is present"},
+    {"freeimage.disable",   "freeimage.disable",                     "keeps the FreeImage adapter out of image loads and saves"},
     // scalar volume files
     {"scalar.load",            "scalar.load \"t1.nii.gz\"",          "loads by extension: nii, hdr, img and their .gz forms"},
     {"scalar.load.nii", "scalar.load.nii \"series.nii\" -1", "NIfTI/Analyze load; the optional stack counts from 1, negative from the end"},

@@ -1,0 +1,33 @@
+// TGA writer: an 18-byte header and 24-bit rows from the bottom.
+#include "formats/tga.h"
+
+#include <cstdint>
+
+#include "formats/imagecommon.h"
+#include "foundation/files.h"
+
+namespace corvane {
+
+bool saveTga(const ImageField& image, const Text& fileName) {
+    if (!imageToSave(image)) return false;
+    const Text name = withWriterExtension(fileName, {"tga"});
+    const ImagePayload& p = *image.payload;
+    std::uint8_t header[18] = {};
+    header[2] = 2;  // uncompressed true colour
+    putLittleEndian16(header + 12, static_cast<std::uint32_t>(p.sizeX));
+    putLittleEndian16(header + 14, static_cast<std::uint32_t>(p.sizeY));
+    header[16] = 24;
+    header[17] = 0;  // no alpha bits, origin at the bottom left
+    auto row = rowBuffer<std::uint8_t>(p.sizeX * 3);
+    if (!row) return false;
+    FileHandle file;
+    if (!writeBinaryFile(file, name)) return false;
+    bool written = file.write(header, sizeof header);
+    for (std::int64_t y = p.sizeY - 1; y >= 0 && written; --y) {
+        interleaveRow(p, y, PixelLayout::bgr, row.get());
+        written = file.write(row.get(), p.sizeX * 3);
+    }
+    return file.close();
+}
+
+}  // namespace corvane
