@@ -145,8 +145,8 @@ public:
         if (block_.swapped) swapRow(row, rowBytes_, swapUnit(block_.code));
         return row;
     }
-    // Straight into the caller's row; for stored rows that need no change.
-    bool readInto(void* row) { return block_.input->read(row, rowBytes_) || fail(); }
+    // Straight into the caller's rows; for stored rows that need no change.
+    bool readInto(void* rows, std::int64_t count = 1) { return block_.input->read(rows, rowBytes_ * count) || fail(); }
     bool ended() const { return ended_; }
 
 private:
@@ -464,15 +464,17 @@ void ScalarFill::run(RowConverter<Out> convert, const ScalarRule& rule, const Te
     bool ended = !rows.rewind();
     for (std::int64_t z = 0; z < block_.sizeZ && !ended; ++z) {
         ready(static_cast<double>(z) / block_.sizeZ, title);
+        if (direct && straight) {
+            // The stored slice is the field's slice: one read.
+            rows.readInto(payload.row<Out>(1, z + 1), block_.sizeY);
+            ended = rows.ended();
+            continue;
+        }
         for (std::int64_t y = 0; y < block_.sizeY; ++y) {
             Out* out = direct ? payload.row<Out>(y + 1, z + 1) : scratch.data();
-            if (direct && straight) {
-                if (!rows.readInto(out)) break;
-            } else {
-                const unsigned char* raw = rows.next();
-                if (raw == nullptr) break;
-                convert(raw, out, width, rule);
-            }
+            const unsigned char* raw = rows.next();
+            if (raw == nullptr) break;
+            convert(raw, out, width, rule);
             if (!direct) store(out, y, z);
         }
         ended = rows.ended();

@@ -3,8 +3,10 @@
 #include "foundation/trackedarray.h"
 
 #include <malloc.h>
+#include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -16,9 +18,23 @@ namespace corvane {
 
 namespace {
 
+constexpr std::uintptr_t hugePageBytes = std::uintptr_t{2} << 20;
+
+// Volumes are filled right after allocation; on large pages the first touch
+// of a 32 MiB block costs 16 faults instead of 8192. Advice only: where the
+// system has no large pages nothing changes.
+void adviseLargePages(void* block, std::int64_t bytes) {
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (start + hugePageBytes - 1) & ~(hugePageBytes - 1);
+    const std::uintptr_t last = (start + static_cast<std::uintptr_t>(bytes)) & ~(hugePageBytes - 1);
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+}
+
 void* heapAllocate(std::int64_t bytes) {
     if (bytes <= 0) return nullptr;
-    return std::calloc(1, static_cast<std::size_t>(bytes));
+    void* block = std::calloc(1, static_cast<std::size_t>(bytes));
+    if (block != nullptr && bytes >= static_cast<std::int64_t>(2 * hugePageBytes)) adviseLargePages(block, bytes);
+    return block;
 }
 
 void heapRelease(void* block) { std::free(block); }
