@@ -35,8 +35,9 @@ int main(int argc, char** argv) {
     ScalarField field;
     newField(field, VoxelKind::scalarFullgray, sizeX, sizeY, sizeZ);
     if (fieldSize(field).x == 0) return 1;
-    field.geometry.matrix = {{{0.9, 0, 0}, {0, 0.9, 0}, {0, 0, 1.2}}};
-    field.geometry.offset = {-0.45 * sizeX, -0.45 * sizeY, -0.6 * sizeZ};
+    // 1 x 1 x 1.25 mm voxels, centred on the origin; binary fractions stay exact in the header.
+    field.geometry.matrix = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1.25}}};
+    field.geometry.offset = {-0.5 * sizeX, -0.5 * sizeY, -0.625 * sizeZ};
     std::uint32_t noise = 12345;
     for (std::int64_t z = 1; z <= sizeZ; ++z) {
         for (std::int64_t y = 1; y <= sizeY; ++y) {
