@@ -9,6 +9,7 @@
 #include "engine/parameters.h"
 #include "engine/registry.h"
 #include "fields/workspaces.h"
+#include "formats/imagefiles.h"
 #include "formats/nifti.h"
 #include "formats/volumestreams.h"
 #include "foundation/console.h"
@@ -136,6 +137,8 @@ void loadFramework(MacroEngine& engine) {
     reportTransformation(geometry);
 }
 
+// Scalar volumes under any other extension become one image per slice.
+void saveOther(const ScalarField& field, const Text& fileName) { saveVolumeSlices(field, fileName); }
 template <class Field>
 void saveOther(const Field&, const Text& fileName) {
     writeTextLine("  Unknown file format (" + fileName + ")!");
