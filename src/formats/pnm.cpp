@@ -327,7 +327,9 @@ void readBinaryRows(PnmInput& in, const PnmForm& form, ImagePayload& image, cons
             bigEndianWords(bytes, n, words);
             storeGrayRow(image, y, words, true);
         } else if (!form.sixteenBit) {
-            storeColourRow(image, y, bytes, 3, ChannelOrder::rgb, GrayRule::saturatingMean);
+            // The cap at 85 belongs to gray; fullgray has room for the mean.
+            storeColourRow(image, y, bytes, 3, ChannelOrder::rgb,
+                           image.kind == VoxelKind::imageGray ? GrayRule::saturatingMean : GrayRule::mean);
         } else {
             bigEndianWords(bytes, n * 3, words);
             storeWideColourRow(image, y, words, words + n * 3);
