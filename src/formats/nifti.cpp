@@ -225,17 +225,10 @@ void finishEmpty(Field& field, VoxelKind kind, const Text& fileName) {
     field.name = fileName;
 }
 
-void applyGeometry(ScalarField& field, const FieldGeometry& geometry) { field.geometry = geometry; }
-template <class Field>
-void applyGeometry(Field& field, const FieldGeometry& geometry) {
-    setMatrix(field.geometry, geometry.matrix);
-    field.geometry.offset = geometry.offset;
-}
-
 template <class Field>
 void finishLoaded(Field& field, const NiftiHeader& header, const Text& fileName) {
     const FieldGeometry geometry = niftiGeometry(header);
-    applyGeometry(field, geometry);
+    setFieldGeometry(field, geometry);
     field.name = fileName;
     reportTransformation(geometry);
 }
@@ -387,6 +380,18 @@ FieldGeometry niftiGeometry(const NiftiHeader& header) {
     }
     return geometry;
 }
+
+void setFieldGeometry(ScalarField& field, const FieldGeometry& geometry) { field.geometry = geometry; }
+
+namespace {
+template <class Field>
+void setOrientedGeometry(Field& field, const FieldGeometry& geometry) {
+    setMatrix(field.geometry, geometry.matrix);
+    field.geometry.offset = geometry.offset;
+}
+}  // namespace
+void setFieldGeometry(VectorField& field, const FieldGeometry& geometry) { setOrientedGeometry(field, geometry); }
+void setFieldGeometry(TensorField& field, const FieldGeometry& geometry) { setOrientedGeometry(field, geometry); }
 
 void reportTransformation(const FieldGeometry& geometry) {
     writeTextLine("  Transformation: " + matrix3ToText(geometry.matrix) + " + " + vector3ToText(geometry.offset));

@@ -25,6 +25,10 @@ void loadNifti(TensorField& field, VoxelKind kind, const Text& fileName, std::in
 bool readNiftiHeader(const Text& fileName, bool gzip, NiftiHeader& header);
 // Matrix and offset a header gives a field, with the zero-column repair.
 FieldGeometry niftiGeometry(const NiftiHeader& header);
+// Matrix and offset into a field; vector and tensor fields keep the inverse.
+void setFieldGeometry(ScalarField& field, const FieldGeometry& geometry);
+void setFieldGeometry(VectorField& field, const FieldGeometry& geometry);
+void setFieldGeometry(TensorField& field, const FieldGeometry& geometry);
 // "  Transformation: " matrix " + " offset.
 void reportTransformation(const FieldGeometry& geometry);
 

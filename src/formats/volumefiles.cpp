@@ -104,13 +104,6 @@ bool headerParameter(MacroEngine& engine, Text& fileName, NiftiHeader& header) {
     return readNiftiHeader(fileName, reader == Reader::gzip, header);
 }
 
-void applyGeometry(ScalarField& field, const FieldGeometry& geometry) { field.geometry = geometry; }
-template <class Field>
-void applyGeometry(Field& field, const FieldGeometry& geometry) {
-    setMatrix(field.geometry, geometry.matrix);
-    field.geometry.offset = geometry.offset;
-}
-
 // Matrix and offset of the field in use from a header; the voxels stay.
 template <class Field>
 void loadProperties(MacroEngine& engine) {
@@ -119,7 +112,7 @@ void loadProperties(MacroEngine& engine) {
     Field* field = listOf<Field>().current();
     if (field == nullptr || !headerParameter(engine, fileName, header)) return;
     const FieldGeometry geometry = niftiGeometry(header);
-    applyGeometry(*field, geometry);
+    setFieldGeometry(*field, geometry);
     reportTransformation(geometry);
 }
 
@@ -132,7 +125,7 @@ void loadFramework(MacroEngine& engine) {
     if (field == nullptr || !headerParameter(engine, fileName, header)) return;
     newField(*field, defaultKindOf<Field>(), header.dim[1], header.dim[2], header.dim[3]);
     const FieldGeometry geometry = niftiGeometry(header);
-    applyGeometry(*field, geometry);
+    setFieldGeometry(*field, geometry);
     field->name = fileName;
     reportTransformation(geometry);
 }
