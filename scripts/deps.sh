@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 set -euo pipefail
-packages=(cmake ninja-build g++ zlib1g-dev libgtest-dev libbenchmark-dev "$@")
+packages=(cmake ninja-build g++ zlib1g-dev libgtest-dev libbenchmark-dev pngcheck netpbm libtiff-tools python3-pil "$@")
 missing=()
 for package in "${packages[@]}"; do
   dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
