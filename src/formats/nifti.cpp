@@ -291,7 +291,7 @@ bool componentFileGood(Field& field, VoxelKind kind, OpenedNifti& opened, std::i
         finishEmpty(field, kind, fileName);
         return false;
     }
-    if (!stackGood(header, stack, upperProduct(header) / terms)) {
+    if (!stackGood(header, stack, upperProduct(header))) {  // a stack beyond the blocks fails the size test
         finishEmpty(field, kind, fileName);
         return false;
     }
