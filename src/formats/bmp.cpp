@@ -187,26 +187,27 @@ void loadBmp(ImageField& image, const Text& fileName) {
     if (!makeLoadedImage(image, fileName, h.width, rows)) return;
 
     ImagePayload& p = *image.payload;
-    auto row = rowBuffer<std::uint8_t>(rowBytes + padBytes);
+    RowBlocks blocks(rowBytes, rowBytes + padBytes, rows, false,
+                     [&file](void* data, std::int64_t count) { return file.readSome(data, count); });
     auto indices = rowBuffer<std::uint8_t>(p.sizeX);
     auto colours = rowBuffer<std::uint8_t>(p.sizeX * 3);
-    if (!row || !indices || !colours) {
+    if (!blocks.ready() || !indices || !colours) {
         emptyImage(image, fileName);
         return;
     }
     const Text title = progressTitle(depthText(bits, kind), p.sizeX, p.sizeY);
     for (std::int64_t i = 0; i < rows; ++i) {
-        // The pad behind the last row may be missing.
-        if (file.readSome(row.get(), rowBytes + padBytes) < rowBytes) {
+        const std::uint8_t* row = blocks.next();
+        if (row == nullptr) {
             failShortImage(image, fileName);
             readyDone();
             return;
         }
         const std::int64_t y = topDown ? i : rows - 1 - i;
         if (bits == 24) {
-            storeColourRow(p, y, row.get(), 3, ChannelOrder::bgr, GrayRule::mean);
+            storeColourRow(p, y, row, 3, ChannelOrder::bgr, GrayRule::mean);
         } else {
-            unpackIndices(row.get(), p.sizeX, bits, indices.get());
+            unpackIndices(row, p.sizeX, bits, indices.get());
             storeIndexedRow(p, y, indices.get(), palette, colours.get());
         }
         ready(static_cast<double>(i + 1) / static_cast<double>(rows), title);
@@ -230,15 +231,18 @@ bool saveBmp(const ImageField& image, const Text& fileName) {
     putLittleEndian16(header + 26, 1);
     putLittleEndian16(header + 28, 24);
     putLittleEndian32(header + 34, static_cast<std::uint32_t>(imageBytes));
-    auto row = rowBuffer<std::uint8_t>(rowBytes);
-    if (!row) return false;
-    std::memset(row.get(), 0, static_cast<std::size_t>(rowBytes));  // the pad stays zero
+    RowBlockWriter rows(p.sizeY, rowBytes);
+    if (!rows.ready()) return false;
     FileHandle file;
     if (!writeBinaryFile(file, name)) return false;
-    bool written = file.write(header, sizeof header);
-    for (std::int64_t y = p.sizeY - 1; y >= 0 && written; --y) {
-        interleaveRow(p, y, PixelLayout::bgr, row.get());
-        written = file.write(row.get(), rowBytes);
+    const bool written = file.write(header, sizeof header);
+    if (written) {
+        // Rows from the bottom, b, g, r, the pad zero.
+        const auto fill = [&p, rowBytes](std::int64_t y, std::uint8_t* out) {
+            interleaveRow(p, y, PixelLayout::bgr, out);
+            std::memset(out + p.sizeX * 3, 0, static_cast<std::size_t>(rowBytes - p.sizeX * 3));
+        };
+        rows.run(true, fill, [&file](const void* data, std::int64_t count) { return file.write(data, count); });
     }
     return file.close();
 }

@@ -3,6 +3,7 @@
 // converters between an image's planes and the interleaved rows of files.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -117,6 +118,89 @@ std::unique_ptr<T[]> rowBuffer(std::int64_t count) {
     if (!buffer) reportNoRowBuffer();
     return buffer;
 }
+
+// The rows of a file read in blocks of about 256 KiB: one call for many
+// rows, and a block small enough to stay in the cache while its rows are
+// converted. `readSome(data, count)` yields the bytes it got. Rows are
+// `stride` bytes apart, of which `rowBytes` are needed: the pad behind the
+// last row may be missing. With `zeroShort` the rows behind the end of the
+// data read as zero bytes; otherwise next() gives null there.
+template <class ReadSome>
+class RowBlocks {
+public:
+    static constexpr std::int64_t blockBytes = 1 << 18;
+
+    RowBlocks(std::int64_t rowBytes, std::int64_t stride, std::int64_t rows, bool zeroShort, ReadSome readSome)
+        : rowBytes_(rowBytes), stride_(stride), rowsLeft_(rows), zeroShort_(zeroShort), readSome_(readSome) {
+        rowsPerBlock_ = std::max<std::int64_t>(1, std::min(rows, blockBytes / std::max<std::int64_t>(stride, 1)));
+        buffer_ = rowBuffer<std::uint8_t>(rowsPerBlock_ * stride);
+    }
+    bool ready() const { return buffer_ != nullptr; }
+
+    // The next row, or null when the data ended before it.
+    const std::uint8_t* next() {
+        if (at_ == filled_ && !fill()) return nullptr;
+        return buffer_.get() + stride_ * at_++;
+    }
+
+private:
+    bool fill() {
+        const std::int64_t rows = std::min(rowsLeft_, rowsPerBlock_);
+        if (rows <= 0) return false;
+        const std::int64_t wanted = rows * stride_;
+        const std::int64_t got = std::max<std::int64_t>(readSome_(buffer_.get(), wanted), 0);
+        std::int64_t whole = got / stride_ + (got % stride_ >= rowBytes_ ? 1 : 0);
+        if (zeroShort_ && got < wanted) {
+            std::fill(buffer_.get() + got, buffer_.get() + wanted, std::uint8_t{0});
+            whole = rows;
+        }
+        if (whole == 0) return false;
+        rowsLeft_ = whole < rows ? 0 : rowsLeft_ - rows;
+        filled_ = whole;
+        at_ = 0;
+        return true;
+    }
+
+    std::int64_t rowBytes_, stride_, rowsLeft_;
+    bool zeroShort_;
+    ReadSome readSome_;
+    std::int64_t rowsPerBlock_ = 1, filled_ = 0, at_ = 0;
+    std::unique_ptr<std::uint8_t[]> buffer_;
+};
+
+// Rows of a file written in blocks of about 1 MiB, one write call each.
+// The buffer is had before the file is opened, so that a lack of memory
+// leaves no file behind.
+class RowBlockWriter {
+public:
+    RowBlockWriter(std::int64_t rows, std::int64_t rowBytes)
+        : rows_(rows),
+          rowBytes_(rowBytes),
+          rowsPerBlock_(std::clamp<std::int64_t>((1 << 20) / std::max<std::int64_t>(rowBytes, 1), 1,
+                                                 std::max<std::int64_t>(rows, 1))),
+          block_(rowBuffer<std::uint8_t>(rowsPerBlock_ * rowBytes)) {}
+    bool ready() const { return block_ != nullptr; }
+
+    // `fill(y, out)` makes row y (from 0), `write(data, count)` yields false
+    // on failure. Rows go from the top, or from the bottom with `bottomUp`.
+    template <class Fill, class Write>
+    bool run(bool bottomUp, Fill fill, Write write) {
+        for (std::int64_t done = 0; done < rows_;) {
+            const std::int64_t count = std::min(rowsPerBlock_, rows_ - done);
+            for (std::int64_t i = 0; i < count; ++i) {
+                const std::int64_t row = done + i;
+                fill(bottomUp ? rows_ - 1 - row : row, block_.get() + i * rowBytes_);
+            }
+            if (!write(block_.get(), count * rowBytes_)) return false;
+            done += count;
+        }
+        return true;
+    }
+
+private:
+    std::int64_t rows_, rowBytes_, rowsPerBlock_;
+    std::unique_ptr<std::uint8_t[]> block_;
+};
 
 // Every writer's precondition: a payload with pixels. Kind 0 prints
 // "Unknown imagefield!"; an image of 0 x 0 is written by nobody.

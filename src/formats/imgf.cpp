@@ -89,19 +89,21 @@ void loadImgf(ImageField& image, const Text& fileName) {
         }
         ready(1, title);
     } else {
-        auto row = rowBuffer<std::uint8_t>(width * sampleBytes);
-        if (!row) {
+        RowBlocks blocks(width * sampleBytes, width * sampleBytes, height, false,
+                         [&file](void* data, std::int64_t count) { return file.readSome(data, count); });
+        if (!blocks.ready()) {
             emptyImage(image, fileName);
             return;
         }
         for (std::int64_t y = 0; y < height; ++y) {
-            if (!file.read(row.get(), width * sampleBytes)) {
+            const std::uint8_t* row = blocks.next();
+            if (row == nullptr) {
                 failShortImage(image, fileName);
                 readyDone();
                 return;
             }
             if (bits == 8) {
-                storeGrayRow(p, y, row.get());
+                storeGrayRow(p, y, row);
             } else {
                 // Little-endian words, divided by 256 for gray.
                 std::uint8_t* out = p.plane<std::uint8_t>(0) + y * width;

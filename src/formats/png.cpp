@@ -12,6 +12,7 @@
 #include "foundation/console.h"
 #include "foundation/files.h"
 #include "foundation/numbers.h"
+#include "foundation/workers.h"
 
 namespace corvane {
 
@@ -57,6 +58,16 @@ PngMode modeOf(VoxelKind kind) {
     }
 }
 
+// Words turned big-endian, built for AVX2 and the baseline like the other
+// row kernels (see imagecommon.cpp).
+[[gnu::target_clones("avx2", "default")]]
+void bigEndianSamples(const std::uint16_t* __restrict words, std::int64_t n, std::uint8_t* __restrict out) {
+    for (std::int64_t x = 0; x < n; ++x) {
+        const auto swapped = static_cast<std::uint16_t>(words[x] >> 8 | words[x] << 8);
+        std::memcpy(out + 2 * x, &swapped, 2);
+    }
+}
+
 // One row of the zlib stream: filter byte 0, then the samples, 16-bit ones
 // big-endian.
 void fillRow(const ImagePayload& p, const PngMode& mode, std::int64_t y, std::uint8_t* out) {
@@ -66,14 +77,7 @@ void fillRow(const ImagePayload& p, const PngMode& mode, std::int64_t y, std::ui
         case VoxelKind::imageGray:
             std::memcpy(samples, p.plane<std::uint8_t>(0) + y * p.sizeX, static_cast<std::size_t>(p.sizeX));
             break;
-        case VoxelKind::imageFullgray: {
-            const std::uint16_t* words = p.plane<std::uint16_t>(0) + y * p.sizeX;
-            for (std::int64_t x = 0; x < p.sizeX; ++x) {
-                samples[2 * x] = static_cast<std::uint8_t>(words[x] >> 8);
-                samples[2 * x + 1] = static_cast<std::uint8_t>(words[x]);
-            }
-            break;
-        }
+        case VoxelKind::imageFullgray: bigEndianSamples(p.plane<std::uint16_t>(0) + y * p.sizeX, p.sizeX, samples); break;
         default: interleaveRow(p, y, mode.channels == 4 ? PixelLayout::rgba : PixelLayout::rgb, samples); break;
     }
 }
@@ -106,13 +110,43 @@ std::int64_t putChunkData(std::uint8_t* out, const std::uint8_t* raw, std::int64
     return at - out;
 }
 
-// Length, type and data are in `chunk` from its start; the CRC goes behind.
-bool writeChunk(FileHandle& file, std::uint8_t* chunk, std::int64_t dataBytes) {
+// Length, type and data are in `chunk` from its start; the CRC goes
+// behind. Yields the bytes of the whole chunk.
+std::int64_t sealChunk(std::uint8_t* chunk, std::int64_t dataBytes) {
     putBigEndian32(chunk, static_cast<std::uint32_t>(dataBytes));
     const std::uint32_t crc = static_cast<std::uint32_t>(
         crc32_z(crc32_z(0, nullptr, 0), chunk + 4, static_cast<z_size_t>(dataBytes + 4)));
     putBigEndian32(chunk + 8 + dataBytes, crc);
-    return file.write(chunk, dataBytes + 12);
+    return dataBytes + 12;
+}
+
+// The Adler word of a streamed image, worked out beside the writing on a
+// thread of its own: zlib's Adler-32 costs as much as the rest together.
+struct AdlerTask {
+    const ImagePayload* image = nullptr;
+    PngMode mode{};
+    std::int64_t rowBytes = 0;
+    std::uint32_t adler = 0;
+    bool done = false;  // false: no row buffer, the caller works it out
+};
+
+std::uint32_t adlerOfRows(const ImagePayload& p, const PngMode& mode, std::int64_t rowBytes, std::uint8_t* raw) {
+    auto adler = static_cast<std::uint32_t>(adler32_z(0, nullptr, 0));
+    for (std::int64_t y = 0; y < p.sizeY; ++y) {
+        fillRow(p, mode, y, raw);
+        adler = static_cast<std::uint32_t>(adler32_z(adler, raw, static_cast<z_size_t>(rowBytes)));
+    }
+    return adler;
+}
+
+void* adlerTask(void* parameter) {
+    auto& task = *static_cast<AdlerTask*>(parameter);
+    std::unique_ptr<std::uint8_t[]> raw(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(task.rowBytes)]);
+    if (raw) {
+        task.adler = adlerOfRows(*task.image, task.mode, task.rowBytes, raw.get());
+        task.done = true;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -126,12 +160,15 @@ bool savePng(const ImageField& image, const Text& fileName) {
 
     const std::int64_t rowBytes = 1 + p.sizeX * mode.channels * mode.sampleBytes;
     const bool oneChunk = rowBytes * p.sizeY < pngSingleChunkLimit;
-    // Raw rows: all of them for one chunk, else one at a time.
+    // Raw rows: all of them for one chunk, else one at a time. Streamed
+    // chunks are gathered into batches of about 1 MiB, one write each.
     const std::int64_t rawBytes = oneChunk ? rowBytes * p.sizeY : rowBytes;
-    const std::int64_t chunkBytes = 8 + 2 + 5 * blocksFor(rawBytes) + rawBytes + 4 + 4;
+    const std::int64_t chunkBytes = 12 + 2 + 5 * blocksFor(rawBytes) + rawBytes + 4;
+    const std::int64_t batchRows = oneChunk ? 1 : std::clamp<std::int64_t>((1 << 20) / chunkBytes, 1, p.sizeY);
     std::unique_ptr<std::uint8_t[]> raw(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(rawBytes)]);
-    std::unique_ptr<std::uint8_t[]> chunk(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(chunkBytes)]);
-    if (!raw || !chunk) {
+    std::unique_ptr<std::uint8_t[]> batch(
+        new (std::nothrow) std::uint8_t[static_cast<std::size_t>(chunkBytes * batchRows)]);
+    if (!raw || !batch) {
         writeLine("PNG memory error!");
         return false;
     }
@@ -144,24 +181,40 @@ bool savePng(const ImageField& image, const Text& fileName) {
     putBigEndian32(header + 12, static_cast<std::uint32_t>(p.sizeY));
     header[16] = static_cast<std::uint8_t>(mode.bitDepth);
     header[17] = static_cast<std::uint8_t>(mode.colourType);
-    written = written && writeChunk(file, header, 13);
+    written = written && file.write(header, sealChunk(header, 13));
 
-    std::memcpy(chunk.get() + 4, "IDAT", 4);
-    std::uint32_t adler = static_cast<std::uint32_t>(adler32_z(0, nullptr, 0));
     if (oneChunk) {
         for (std::int64_t y = 0; y < p.sizeY; ++y) fillRow(p, mode, y, raw.get() + y * rowBytes);
-        adler = static_cast<std::uint32_t>(adler32_z(adler, raw.get(), static_cast<z_size_t>(rawBytes)));
-        const std::int64_t data = putChunkData(chunk.get() + 8, raw.get(), rawBytes, true, true, adler);
-        written = written && writeChunk(file, chunk.get(), data);
+        const auto adler = static_cast<std::uint32_t>(
+            adler32_z(adler32_z(0, nullptr, 0), raw.get(), static_cast<z_size_t>(rawBytes)));
+        std::memcpy(batch.get() + 4, "IDAT", 4);
+        const std::int64_t data = putChunkData(batch.get() + 8, raw.get(), rawBytes, true, true, adler);
+        written = written && file.write(batch.get(), sealChunk(batch.get(), data));
     } else {
-        // Streamed: the first chunk opens the zlib stream, the last one ends it.
+        AdlerTask task{&p, mode, rowBytes};
+        ThreadHandle helper;
+        bool helping = threadStart(adlerTask, &task, helper);
+        // The first chunk opens the zlib stream, the last one ends it with the Adler word.
+        std::int64_t used = 0;
         for (std::int64_t y = 0; y < p.sizeY && written; ++y) {
+            const bool last = y == p.sizeY - 1;
+            std::uint32_t adler = 0;
+            if (last) {
+                if (helping) threadJoin(helper);
+                helping = false;
+                adler = task.done ? task.adler : adlerOfRows(p, mode, rowBytes, raw.get());
+            }
             fillRow(p, mode, y, raw.get());
-            adler = static_cast<std::uint32_t>(adler32_z(adler, raw.get(), static_cast<z_size_t>(rowBytes)));
-            const std::int64_t data =
-                putChunkData(chunk.get() + 8, raw.get(), rowBytes, y == 0, y == p.sizeY - 1, adler);
-            written = writeChunk(file, chunk.get(), data);
+            std::uint8_t* chunk = batch.get() + used;
+            std::memcpy(chunk + 4, "IDAT", 4);
+            const std::int64_t data = putChunkData(chunk + 8, raw.get(), rowBytes, y == 0, last, adler);
+            used += sealChunk(chunk, data);
+            if (last || used + chunkBytes > chunkBytes * batchRows) {
+                written = file.write(batch.get(), used);
+                used = 0;
+            }
         }
+        if (helping) threadJoin(helper);  // a write failed before the last row
     }
     if (written) file.write(pngEnd, sizeof pngEnd);
     return file.close();

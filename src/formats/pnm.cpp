@@ -306,36 +306,62 @@ void storeWideColourRow(ImagePayload& image, std::int64_t y, const std::uint16_t
     storeGrayRow(image, y, gray, true);
 }
 
+// Samples in the form the image holds them, 8-bit gray or 16-bit fullgray,
+// go into the plane in blocks of rows; 16-bit words are turned around there.
+// A short end reads as 0.
+void readStraightRows(PnmInput& in, ImagePayload& image, bool sixteenBit, const Text& title) {
+    const std::int64_t rowBytes = image.sizeX * (sixteenBit ? 2 : 1), rows = image.sizeY;
+    const std::int64_t rowsPerBlock = std::max<std::int64_t>(1, (1 << 20) / rowBytes);
+    auto* plane = image.planes[0].records<std::uint8_t>();
+    for (std::int64_t y = 0; y < rows; y += rowsPerBlock) {
+        std::uint8_t* block = plane + y * rowBytes;
+        const std::int64_t count = std::min(rowsPerBlock, rows - y) * rowBytes;
+        const std::int64_t got = in.read(block, count);
+        if (got < count) std::memset(block + got, 0, static_cast<std::size_t>(count - got));
+        if (sixteenBit) {
+            std::uint16_t* words = image.plane<std::uint16_t>(0) + y * image.sizeX;
+            for (std::int64_t i = 0; i < count / 2; ++i) words[i] = static_cast<std::uint16_t>(words[i] >> 8 | words[i] << 8);
+        }
+        ready(static_cast<double>(std::min(y + rowsPerBlock, rows)) / static_cast<double>(rows), title);
+    }
+}
+
 // The data of one binary form into the image; a short end reads as 0.
-void readBinaryRows(PnmInput& in, const PnmForm& form, ImagePayload& image, const Text& title, std::uint8_t* bytes,
-                    std::uint16_t* words) {
+// False when no row buffer could be had.
+bool readBinaryRows(PnmInput& in, const PnmForm& form, ImagePayload& image, const Text& title,
+                    std::uint8_t* values, std::uint16_t* words) {
     const std::int64_t n = image.sizeX, rows = image.sizeY;
+    const bool straight = form.samples == Samples::gray &&
+                          image.kind == (form.sixteenBit ? VoxelKind::imageFullgray : VoxelKind::imageGray);
+    if (straight) {
+        readStraightRows(in, image, form.sixteenBit, title);
+        return true;
+    }
     const int samples = sampleCount(form.samples);
     const std::int64_t rowBytes = form.samples == Samples::mono ? (n + 7) / 8 : n * samples * (form.sixteenBit ? 2 : 1);
+    RowBlocks blocks(rowBytes, rowBytes, rows, true, [&in](void* data, std::int64_t count) { return in.read(data, count); });
+    if (!blocks.ready()) return false;
+    // The cap at 85 belongs to gray; fullgray has room for the mean.
+    const GrayRule rule = image.kind == VoxelKind::imageGray ? GrayRule::saturatingMean : GrayRule::mean;
     for (std::int64_t y = 0; y < rows; ++y) {
-        // Gray bytes go straight into a gray plane.
-        const bool direct = form.samples == Samples::gray && !form.sixteenBit && image.kind == VoxelKind::imageGray;
-        std::uint8_t* target = direct ? image.plane<std::uint8_t>(0) + y * n : bytes;
-        const std::int64_t got = in.read(target, rowBytes);
-        if (got < rowBytes) std::memset(target + got, 0, static_cast<std::size_t>(rowBytes - got));
+        const std::uint8_t* row = blocks.next();
         if (form.samples == Samples::mono) {
-            monoRow(bytes, n, bytes + rowBytes);
-            storeGrayRow(image, y, bytes + rowBytes);
+            monoRow(row, n, values);
+            storeGrayRow(image, y, values);
         } else if (form.samples == Samples::gray && !form.sixteenBit) {
-            if (!direct) storeGrayRow(image, y, bytes);
+            storeGrayRow(image, y, row);
         } else if (form.samples == Samples::gray) {
-            bigEndianWords(bytes, n, words);
+            bigEndianWords(row, n, words);
             storeGrayRow(image, y, words, true);
         } else if (!form.sixteenBit) {
-            // The cap at 85 belongs to gray; fullgray has room for the mean.
-            storeColourRow(image, y, bytes, 3, ChannelOrder::rgb,
-                           image.kind == VoxelKind::imageGray ? GrayRule::saturatingMean : GrayRule::mean);
+            storeColourRow(image, y, row, 3, ChannelOrder::rgb, rule);
         } else {
-            bigEndianWords(bytes, n * 3, words);
+            bigEndianWords(row, n * 3, words);
             storeWideColourRow(image, y, words, words + n * 3);
         }
         ready(static_cast<double>(y + 1) / static_cast<double>(rows), title);
     }
+    return true;
 }
 
 void readAsciiRows(PnmInput& in, const PnmForm& form, ImagePayload& image, const Text& title,
@@ -392,7 +418,7 @@ void loadPnm(ImageField& image, const Text& fileName, bool gzip) {
 
     const int samples = sampleCount(form->samples);
     const Text title = progressTitle(formText(*form, kind), width, height);
-    auto bytes = rowBuffer<std::uint8_t>(width * samples * 2 + width + 8);
+    auto bytes = rowBuffer<std::uint8_t>(width * samples);
     auto words = rowBuffer<std::uint16_t>(width * samples + width);
     auto raw = rowBuffer<std::int64_t>(form->ascii ? width * samples : 1);
     if (!bytes || !words || !raw) {
@@ -401,8 +427,8 @@ void loadPnm(ImageField& image, const Text& fileName, bool gzip) {
     }
     if (form->ascii) {
         readAsciiRows(in, *form, *image.payload, title, raw.get(), bytes.get(), words.get());
-    } else {
-        readBinaryRows(in, *form, *image.payload, title, bytes.get(), words.get());
+    } else if (!readBinaryRows(in, *form, *image.payload, title, bytes.get(), words.get())) {
+        emptyImage(image, fileName);
     }
     readyDone();
 }
@@ -500,19 +526,22 @@ bool savePgm(const ImageField& image, const Text& fileName, bool gzip) {
                                                          : std::initializer_list<const char*>{"pgm", "pnm"});
     const ImagePayload& p = *image.payload;
     const bool wide = p.kind == VoxelKind::imageFullgray;
-    auto row = rowBuffer<std::uint8_t>(p.sizeX);
-    if (!row) return false;
+    const bool asHeld = isGrayImageKind(p.kind);
+    RowBlockWriter rows(asHeld ? 1 : p.sizeY, p.sizeX);  // colour rows become gray ones
+    if (!rows.ready()) return false;
     PnmOutput out;
     if (!out.open(name, gzip)) return false;
     out.write("P5\n" + nameComment(name) + number(p.sizeX) + " " + number(p.sizeY) + "\n" + (wide ? "65535\n" : "255\n"));
-    for (std::int64_t y = 0; y < p.sizeY; ++y) {
-        if (wide) {
-            // In the order held in memory, as the file has always been written.
-            out.write(p.plane<std::uint16_t>(0) + y * p.sizeX, p.sizeX * 2);
-        } else {
-            grayRow(p, y, row.get());
-            out.write(row.get(), p.sizeX);
-        }
+    if (asHeld) {
+        // The plane in one piece; 16-bit words in the order held in memory,
+        // as the file has always been written.
+        out.write(p.planes[0].records<std::uint8_t>(), p.sizeX * p.sizeY * (wide ? 2 : 1));
+    } else {
+        const auto fill = [&p](std::int64_t y, std::uint8_t* row) { grayRow(p, y, row); };
+        rows.run(false, fill, [&out](const void* data, std::int64_t count) {
+            out.write(data, count);
+            return true;  // the output keeps its own failure for close
+        });
     }
     return out.close();
 }
@@ -553,14 +582,13 @@ bool savePbm(const ImageField& image, const Text& fileName, bool gzip) {
 
 namespace {
 
-void saveInterleaved(const ImagePayload& p, PnmOutput& out, PixelLayout layout) {
-    const int stride = layoutBytes(layout);
-    auto row = rowBuffer<std::uint8_t>(p.sizeX * stride);
-    if (!row) return;
-    for (std::int64_t y = 0; y < p.sizeY; ++y) {
-        interleaveRow(p, y, layout, row.get());
-        out.write(row.get(), p.sizeX * stride);
-    }
+// Interleaved rows in blocks; the writer is had before the file is opened.
+void saveInterleaved(const ImagePayload& p, PnmOutput& out, RowBlockWriter& rows, PixelLayout layout) {
+    const auto fill = [&p, layout](std::int64_t y, std::uint8_t* row) { interleaveRow(p, y, layout, row); };
+    rows.run(false, fill, [&out](const void* data, std::int64_t count) {
+        out.write(data, count);
+        return true;  // the output keeps its own failure for close
+    });
 }
 
 }  // namespace
@@ -570,10 +598,12 @@ bool savePpm(const ImageField& image, const Text& fileName, bool gzip) {
     const Text name = withWriterExtension(fileName, gzip ? std::initializer_list<const char*>{"ppm.gz", "pnm.gz"}
                                                          : std::initializer_list<const char*>{"ppm", "pnm"});
     const ImagePayload& p = *image.payload;
+    RowBlockWriter rows(p.sizeY, p.sizeX * 3);
+    if (!rows.ready()) return false;
     PnmOutput out;
     if (!out.open(name, gzip)) return false;
     out.write("P6\n" + nameComment(name) + number(p.sizeX) + " " + number(p.sizeY) + "\n255\n");
-    saveInterleaved(p, out, PixelLayout::rgb);
+    saveInterleaved(p, out, rows, PixelLayout::rgb);
     return out.close();
 }
 
@@ -582,12 +612,14 @@ bool savePam(const ImageField& image, const Text& fileName, bool gzip) {
     const Text name = withWriterExtension(fileName, {gzip ? "pam.gz" : "pam"});
     const ImagePayload& p = *image.payload;
     const bool alpha = p.kind == VoxelKind::imageRgba;
+    RowBlockWriter rows(p.sizeY, p.sizeX * (alpha ? 4 : 3));
+    if (!rows.ready()) return false;
     PnmOutput out;
     if (!out.open(name, gzip)) return false;
     // verbatim: the MAXVAL and TUPLTYPE lines keep their trailing blanks.
     out.write("P7\n" + nameComment(name) + "WIDTH " + number(p.sizeX) + "\nHEIGHT " + number(p.sizeY) +
               (alpha ? "\nDEPTH 4\nMAXVAL 255 \nTUPLTYPE RGB_ALPHA  \nENDHDR\n" : "\nDEPTH 3\nMAXVAL 255 \nTUPLTYPE RGB  \nENDHDR\n"));
-    saveInterleaved(p, out, alpha ? PixelLayout::rgba : PixelLayout::rgb);
+    saveInterleaved(p, out, rows, alpha ? PixelLayout::rgba : PixelLayout::rgb);
     return out.close();
 }
 

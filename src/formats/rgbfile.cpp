@@ -68,24 +68,27 @@ void loadPixels(ImageField& image, const Text& fileName, FileHandle& file, std::
     }
     if (!makeLoadedImage(image, fileName, width, height)) return;
     ImagePayload& p = *image.payload;
-    auto row = rowBuffer<std::uint8_t>(width * pixelBytes);
+    const std::int64_t rowBytes = width * pixelBytes;
+    RowBlocks blocks(rowBytes, rowBytes, height, false,
+                     [&file](void* data, std::int64_t count) { return file.readSome(data, count); });
     auto unpacked = rowBuffer<std::uint8_t>(pixelBytes == 2 ? width * 3 : 1);
-    if (!row || !unpacked) {
+    if (!blocks.ready() || !unpacked) {
         emptyImage(image, fileName);
         return;
     }
     const Text title = progressTitle(text, width, height);
     for (std::int64_t y = 0; y < height; ++y) {
-        if (!file.read(row.get(), width * pixelBytes)) {
+        const std::uint8_t* row = blocks.next();
+        if (row == nullptr) {
             failShortImage(image, fileName);
             readyDone();
             return;
         }
         if (pixelBytes == 2) {
-            unpackSixteenBit(row.get(), width, unpacked.get());
+            unpackSixteenBit(row, width, unpacked.get());
             storeColourRow(p, y, unpacked.get(), 3, ChannelOrder::rgb, GrayRule::mean);
         } else {
-            storeColourRow(p, y, row.get(), pixelBytes, ChannelOrder::rgb, GrayRule::mean);
+            storeColourRow(p, y, row, pixelBytes, ChannelOrder::rgb, GrayRule::mean);
         }
         ready(static_cast<double>(y + 1) / static_cast<double>(height), title);
     }
@@ -138,14 +141,14 @@ bool saveRgbFile(const ImageField& image, const Text& fileName) {
     std::uint8_t header[rgbHeaderBytes] = {0, 0, 32, 0};
     putLittleEndian16(header + 4, static_cast<std::uint32_t>(p.sizeX));
     putLittleEndian16(header + 6, static_cast<std::uint32_t>(p.sizeY));
-    auto row = rowBuffer<std::uint8_t>(p.sizeX * 4);
-    if (!row) return false;
+    RowBlockWriter rows(p.sizeY, p.sizeX * 4);
+    if (!rows.ready()) return false;
     FileHandle file;
     if (!writeBinaryFile(file, name)) return false;
-    bool written = file.write(header, sizeof header);
-    for (std::int64_t y = 0; y < p.sizeY && written; ++y) {
-        interleaveRow(p, y, PixelLayout::rgbOpaque, row.get());
-        written = file.write(row.get(), p.sizeX * 4);
+    const bool written = file.write(header, sizeof header);
+    if (written) {
+        const auto fill = [&p](std::int64_t y, std::uint8_t* out) { interleaveRow(p, y, PixelLayout::rgbOpaque, out); };
+        rows.run(false, fill, [&file](const void* data, std::int64_t count) { return file.write(data, count); });
     }
     return file.close();
 }

@@ -18,14 +18,14 @@ bool saveTga(const ImageField& image, const Text& fileName) {
     putLittleEndian16(header + 14, static_cast<std::uint32_t>(p.sizeY));
     header[16] = 24;
     header[17] = 0;  // no alpha bits, origin at the bottom left
-    auto row = rowBuffer<std::uint8_t>(p.sizeX * 3);
-    if (!row) return false;
+    RowBlockWriter rows(p.sizeY, p.sizeX * 3);
+    if (!rows.ready()) return false;
     FileHandle file;
     if (!writeBinaryFile(file, name)) return false;
-    bool written = file.write(header, sizeof header);
-    for (std::int64_t y = p.sizeY - 1; y >= 0 && written; --y) {
-        interleaveRow(p, y, PixelLayout::bgr, row.get());
-        written = file.write(row.get(), p.sizeX * 3);
+    const bool written = file.write(header, sizeof header);
+    if (written) {
+        const auto fill = [&p](std::int64_t y, std::uint8_t* out) { interleaveRow(p, y, PixelLayout::bgr, out); };
+        rows.run(true, fill, [&file](const void* data, std::int64_t count) { return file.write(data, count); });
     }
     return file.close();
 }

@@ -74,16 +74,16 @@ bool saveTiff(const ImageField& image, const Text& fileName) {
     for (std::uint32_t s = 0; s < samples; ++s, at += 2) putLittleEndian16(at, 0);
     for (std::uint32_t s = 0; s < samples; ++s, at += 2) putLittleEndian16(at, highest);
 
-    auto row = rowBuffer<std::uint8_t>(colour ? p.sizeX * 3 : 1);
-    if (!row) return false;
+    RowBlockWriter rows(colour ? p.sizeY : 1, p.sizeX * 3);
+    if (!rows.ready()) return false;
     FileHandle file;
     if (!writeBinaryFile(file, name)) return false;
     bool written = file.write(head, sizeof head);
     if (colour) {
-        for (std::int64_t y = 0; y < p.sizeY && written; ++y) {
-            interleaveRow(p, y, PixelLayout::rgb, row.get());
-            written = file.write(row.get(), p.sizeX * 3);
-        }
+        const auto fill = [&p](std::int64_t y, std::uint8_t* out) { interleaveRow(p, y, PixelLayout::rgb, out); };
+        written = written && rows.run(false, fill, [&file](const void* data, std::int64_t count) {
+            return file.write(data, count);
+        });
     } else if (written) {
         // The plane as held in memory: rows from the top, words little-endian.
         written = file.write(p.planes[0].records<std::uint8_t>(), pixelBytes);
