@@ -4,6 +4,7 @@
 // reading the file in 1 MiB blocks as cat does, and against reading it
 // whole into new memory. The writers compress nothing, so the goal is 3
 // times a plain write; the loaders move whole rows, goal 2 times.
+// Run: ./bench.sh imagefiles
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -119,14 +120,14 @@ void writeRgbBmpBytes(benchmark::State& state) { writePlain(state, fixture().bmp
 void writeRgbPpmBytes(benchmark::State& state) { writePlain(state, fixture().ppmRgb, "plain.ppm"); }
 void writeFullgrayPngBytes(benchmark::State& state) { writePlain(state, fixture().pngFull, "plain-full.png"); }
 
-BENCHMARK(saveRgbPng)->Unit(benchmark::kMillisecond);
-BENCHMARK(writeRgbPngBytes)->Unit(benchmark::kMillisecond);
-BENCHMARK(saveRgbBmp)->Unit(benchmark::kMillisecond);
-BENCHMARK(writeRgbBmpBytes)->Unit(benchmark::kMillisecond);
-BENCHMARK(saveRgbPpm)->Unit(benchmark::kMillisecond);
-BENCHMARK(writeRgbPpmBytes)->Unit(benchmark::kMillisecond);
-BENCHMARK(saveFullgrayPng)->Unit(benchmark::kMillisecond);
-BENCHMARK(writeFullgrayPngBytes)->Unit(benchmark::kMillisecond);
+BENCHMARK(saveRgbPng)->Name("imagefiles/saveRgbPng")->Unit(benchmark::kMillisecond);
+BENCHMARK(writeRgbPngBytes)->Name("imagefiles/writeRgbPngBytes")->Unit(benchmark::kMillisecond);
+BENCHMARK(saveRgbBmp)->Name("imagefiles/saveRgbBmp")->Unit(benchmark::kMillisecond);
+BENCHMARK(writeRgbBmpBytes)->Name("imagefiles/writeRgbBmpBytes")->Unit(benchmark::kMillisecond);
+BENCHMARK(saveRgbPpm)->Name("imagefiles/saveRgbPpm")->Unit(benchmark::kMillisecond);
+BENCHMARK(writeRgbPpmBytes)->Name("imagefiles/writeRgbPpmBytes")->Unit(benchmark::kMillisecond);
+BENCHMARK(saveFullgrayPng)->Name("imagefiles/saveFullgrayPng")->Unit(benchmark::kMillisecond);
+BENCHMARK(writeFullgrayPngBytes)->Name("imagefiles/writeFullgrayPngBytes")->Unit(benchmark::kMillisecond);
 
 // ---- loads and their plain reads ---------------------------------------------------
 
@@ -181,27 +182,27 @@ void readWholeGrayPgm(benchmark::State& state) { readWhole(state, "gray.pgm"); }
 void readWholeRgbPpm(benchmark::State& state) { readWhole(state, "rgb.ppm"); }
 void readWholeRgbBmp(benchmark::State& state) { readWhole(state, "rgb.bmp"); }
 
-BENCHMARK(loadGrayPgm)->Unit(benchmark::kMillisecond);
-BENCHMARK(readGrayPgm)->Unit(benchmark::kMillisecond);
-BENCHMARK(loadRgbPpm)->Unit(benchmark::kMillisecond);
-BENCHMARK(readRgbPpm)->Unit(benchmark::kMillisecond);
-BENCHMARK(loadRgbBmp)->Unit(benchmark::kMillisecond);
-BENCHMARK(readRgbBmp)->Unit(benchmark::kMillisecond);
-BENCHMARK(readWholeGrayPgm)->Unit(benchmark::kMillisecond);
-BENCHMARK(readWholeRgbPpm)->Unit(benchmark::kMillisecond);
-BENCHMARK(readWholeRgbBmp)->Unit(benchmark::kMillisecond);
+BENCHMARK(loadGrayPgm)->Name("imagefiles/loadGrayPgm")->Unit(benchmark::kMillisecond);
+BENCHMARK(readGrayPgm)->Name("imagefiles/readGrayPgm")->Unit(benchmark::kMillisecond);
+BENCHMARK(loadRgbPpm)->Name("imagefiles/loadRgbPpm")->Unit(benchmark::kMillisecond);
+BENCHMARK(readRgbPpm)->Name("imagefiles/readRgbPpm")->Unit(benchmark::kMillisecond);
+BENCHMARK(loadRgbBmp)->Name("imagefiles/loadRgbBmp")->Unit(benchmark::kMillisecond);
+BENCHMARK(readRgbBmp)->Name("imagefiles/readRgbBmp")->Unit(benchmark::kMillisecond);
+BENCHMARK(readWholeGrayPgm)->Name("imagefiles/readWholeGrayPgm")->Unit(benchmark::kMillisecond);
+BENCHMARK(readWholeRgbPpm)->Name("imagefiles/readWholeRgbPpm")->Unit(benchmark::kMillisecond);
+BENCHMARK(readWholeRgbBmp)->Name("imagefiles/readWholeRgbBmp")->Unit(benchmark::kMillisecond);
 
 const int ratios[] = {
-    addBenchRatio("saveRgbPng", "writeRgbPngBytes"),
-    addBenchRatio("saveRgbBmp", "writeRgbBmpBytes"),
-    addBenchRatio("saveRgbPpm", "writeRgbPpmBytes"),
-    addBenchRatio("saveFullgrayPng", "writeFullgrayPngBytes"),
-    addBenchRatio("loadGrayPgm", "readGrayPgm"),
-    addBenchRatio("loadRgbPpm", "readRgbPpm"),
-    addBenchRatio("loadRgbBmp", "readRgbBmp"),
-    addBenchRatio("loadGrayPgm", "readWholeGrayPgm"),
-    addBenchRatio("loadRgbPpm", "readWholeRgbPpm"),
-    addBenchRatio("loadRgbBmp", "readWholeRgbBmp"),
+    addBenchRatio("imagefiles/saveRgbPng", "imagefiles/writeRgbPngBytes"),
+    addBenchRatio("imagefiles/saveRgbBmp", "imagefiles/writeRgbBmpBytes"),
+    addBenchRatio("imagefiles/saveRgbPpm", "imagefiles/writeRgbPpmBytes"),
+    addBenchRatio("imagefiles/saveFullgrayPng", "imagefiles/writeFullgrayPngBytes"),
+    addBenchRatio("imagefiles/loadGrayPgm", "imagefiles/readGrayPgm"),
+    addBenchRatio("imagefiles/loadRgbPpm", "imagefiles/readRgbPpm"),
+    addBenchRatio("imagefiles/loadRgbBmp", "imagefiles/readRgbBmp"),
+    addBenchRatio("imagefiles/loadGrayPgm", "imagefiles/readWholeGrayPgm"),
+    addBenchRatio("imagefiles/loadRgbPpm", "imagefiles/readWholeRgbPpm"),
+    addBenchRatio("imagefiles/loadRgbBmp", "imagefiles/readWholeRgbBmp"),
 };
 
 }  // namespace
