@@ -80,53 +80,16 @@ TEST_F(ImageFilesTest, SaveDispatchByKindAndExtension) {
     EXPECT_EQ(messages(output_), "Unknown imagefield!\n");
 }
 
-TEST_F(ImageFilesTest, LoadDispatchAndItsMessages) {
+TEST_F(ImageFilesTest, LoadDispatchKeepsThePixels) {
+    // The messages of the load dispatch are in the transcripts; here the
+    // pixels that arrive by each reader, names in any case.
     const ImageField rgb = patternImage(VoxelKind::imageRgb, 5, 4);
-    const ImageField gray = patternImage(VoxelKind::imageGray, 5, 4);
-    ASSERT_TRUE(saveImageFile(rgb, "c.ppm"));
-    ASSERT_TRUE(saveImageFile(rgb, "C.PPM.GZ"));
-    ASSERT_TRUE(saveImageFile(rgb, "c.bmp"));
-    ASSERT_TRUE(saveImageFile(rgb, "c.rgb"));
-    ASSERT_TRUE(saveImageFile(gray, "g.pgm"));
-    std::string imgf = "IMGF";
-    for (std::uint32_t word : {0u, 2u, 1u, 8u, 1u, 9u}) putLe32(imgf, word);
-    writeBytes("g.t1", imgf + "\x05\x06");
-    messages(output_);
-
-    struct Row {
-        VoxelKind kind;
-        const char* name;
-        std::int64_t width;  // 0: the load fails
-        const char* message;  // behind the "Read file" line
-    };
-    const Row rows[] = {
-        {VoxelKind::imageRgb, "c.ppm", 5, ""},
-        {VoxelKind::imageRgba, "C.PPM.GZ", 5, ""},
-        {VoxelKind::imageGray, "c.bmp", 5, ""},
-        {VoxelKind::imageRgb, "c.rgb", 5, ""},
-        {VoxelKind::imageFullgray, "g.pgm", 5, ""},
-        {VoxelKind::imageGray, "g.t1", 2, ""},
-        // IMGF is for gray kinds, the RGB file for colour kinds.
-        {VoxelKind::imageRgb, "g.t1", 0, "  Couldn't read File (g.t1)! Create empty field.\n"},
-        {VoxelKind::imageGray, "c.rgb", 0, "  Couldn't read File (c.rgb)! Create empty field.\n"},
-        // Written only, or no format at all.
-        {VoxelKind::imageRgb, "c.png", 0, "  Couldn't read File (c.png)! Create empty field.\n"},
-        {VoxelKind::imageGray, "c.x.pgm", 0, "  Couldn't read File (c.x.pgm)! Create empty field.\n"},
-        // A missing file says so once.
-        {VoxelKind::imageGray, "absent.pgm", 0, "  Couldn't read File (absent.pgm)! Create empty field.\n"},
-        {VoxelKind::imageZrgb, "c.ppm", 0, "Unknown imagefield!\n"},
-    };
-    for (const Row& row : rows) {
-        ImageField image = emptyOfKind(row.kind);
-        loadImageFile(image, row.name);
-        EXPECT_EQ(messages(output_), std::string("Read file (") + row.name + ").\n" + row.message);
-        EXPECT_EQ(imageWidth(image), row.width) << row.name;
-        EXPECT_EQ(image.kind, row.kind);
-        EXPECT_EQ(image.name.toText(), row.name);
+    for (const char* name : {"c.ppm", "C.PNM.GZ", "c.bmp", "c.rgb"}) {
+        ASSERT_TRUE(saveImageFile(rgb, name));
+        ImageField back = emptyOfKind(VoxelKind::imageRgb);
+        loadImageFile(back, name);
+        EXPECT_EQ(allPixels(back), allPixels(rgb)) << name;
     }
-    ImageField back = emptyOfKind(VoxelKind::imageRgb);
-    loadImageFile(back, "C.PPM.GZ");
-    EXPECT_EQ(allPixels(back), allPixels(rgb));
 }
 
 ScalarField patternVolume(VoxelKind kind, std::int64_t x, std::int64_t y, std::int64_t z) {
@@ -201,12 +164,6 @@ TEST_F(ImageFilesTest, FailedAllocationLeavesAnEmptyImage) {
                                          ").\n  Wrong static allocation (Out of memory?)! Create empty field.\n");
     }
     setMemoryAllocator(previous);
-}
-
-TEST_F(ImageFilesTest, CodecSwitchesStartOn) {
-    const CodecSwitches fresh;
-    EXPECT_TRUE(fresh.freeImage);
-    EXPECT_TRUE(fresh.imageMagick);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The RGB file and the raw loader: the three layouts told by the file size,
-// alpha into rgba, the messages, and the writer's bytes.
+// alpha into rgba, sizes that fit none, and the writer's bytes.
 #include "formats/rgbfile.h"
 
 #include <gtest/gtest.h>
@@ -58,28 +58,12 @@ TEST_F(RgbFileTest, LayoutsBySize) {
     EXPECT_EQ(messages(output_), "");
 }
 
-TEST_F(RgbFileTest, Messages) {
-    struct Row {
-        std::string file;
-        VoxelKind kind;
-        const char* message;
-    };
-    const Row rows[] = {
-        {std::string("\0\0\x20\0\x01", 5), VoxelKind::imageRgb, "  Wrong header. Empty image created!\n"},
-        {"", VoxelKind::imageRgba, "  Wrong header. Empty image created!\n"},
-        {rgbFile(2, 1, "\x01\x02\x03\x04\x05"), VoxelKind::imageRgb, "  Bad file size. Empty image created!\n"},
-        {rgbFile(65535, 65535, "abc"), VoxelKind::imageRgb, "  Bad file size. Empty image created!\n"},
-        {rgbFile(0, 0, ""), VoxelKind::imageRgb, ""},
-        {rgbFile(1, 1, "abc"), VoxelKind::imageGray, "gray <> RGB-file\n"},
-        {rgbFile(1, 1, "abc"), VoxelKind::imageFullgray, "fullgray <> RGB-file\n"},
-        {rgbFile(1, 1, "abc"), VoxelKind::imageZrgb, "Unknown imagefield!\n"},
-    };
-    for (const Row& row : rows) {
-        const ImageField image = load(row.file, row.kind);
-        EXPECT_EQ(messages(output_), row.message) << row.message;
-        EXPECT_EQ(imageWidth(image), 0);
-        EXPECT_EQ(image.name.toText(), "in.rgb");
+// The messages themselves are in the transcripts; here the sizes around them.
+TEST_F(RgbFileTest, SizesThatFitNoLayout) {
+    for (const std::string& file : {std::string("\0\0\x20\0\x01", 5), rgbFile(65535, 65535, "abc"), rgbFile(0, 0, "")}) {
+        EXPECT_EQ(imageWidth(load(file, VoxelKind::imageRgb)), 0);
     }
+    EXPECT_EQ(messages(output_), "  Wrong header. Empty image created!\n  Bad file size. Empty image created!\n");
 }
 
 TEST_F(RgbFileTest, RawBehindAHeader) {
@@ -98,8 +82,6 @@ TEST_F(RgbFileTest, RawBehindAHeader) {
         EXPECT_EQ(imageWidth(loadRaw(file, VoxelKind::imageRgb, row.header, row.x, row.y)), 0);
         EXPECT_EQ(messages(output_), "  Bad file size. Empty image created!\n") << row.header << " " << row.x;
     }
-    loadRaw(file, VoxelKind::imageGray, 3, 2, 2);
-    EXPECT_EQ(messages(output_), "gray <> RGB-file\n");
 }
 
 TEST_F(RgbFileTest, WriterAlwaysOpaque) {
