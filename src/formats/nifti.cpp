@@ -47,7 +47,7 @@ bool isPairForm(const Text& fileName, bool gzip) {
 void reportUnreadable(const Text& name) { writeTextLine("  Couldn't read File (" + name + ")! Create empty field."); }
 
 // Reads and tests the block; false after the failure line.
-bool readHeaderBlock(VolumeInput& input, const Text& name, NiftiHeader& header, bool& swapped) {
+bool readHeaderBlock(VolumeInput& input, NiftiHeader& header, bool& swapped) {
     NiftiHeaderBlock block{};
     if (!input.read(block.data(), static_cast<std::int64_t>(block.size()))) {
         writeLine("  Wrong header! Create empty field.");
@@ -64,7 +64,6 @@ bool readHeaderBlock(VolumeInput& input, const Text& name, NiftiHeader& header, 
         writeLine("  Wrong header! Create empty field.");
         return false;
     }
-    (void)name;
     return true;
 }
 
@@ -98,7 +97,7 @@ bool openNifti(const Text& fileName, bool gzip, OpenedNifti& opened) {
         reportUnreadable(headerName);
         return false;
     }
-    if (!readHeaderBlock(headerInput, headerName, opened.header, opened.swapped)) return false;
+    if (!readHeaderBlock(headerInput, opened.header, opened.swapped)) return false;
     normaliseDimensions(opened.header);
     if (!pair) {
         opened.dataOffset = oneFileOffset(opened.header.voxOffset);
@@ -529,7 +528,6 @@ bool writeInBlocks(NiftiTarget& target, const void* data, std::int64_t bytes, co
 // Mono voxels packed densely, the first voxel in the lowest bit; the bits of
 // a last partial byte stay out.
 bool writeMono(NiftiTarget& target, const ScalarPayload& payload, const Text& title) {
-    const std::int64_t total = payload.sizeX * payload.sizeY * payload.sizeZ;
     std::vector<std::uint8_t> bytes;
     bytes.reserve(static_cast<std::size_t>(writeBlockBytes));
     std::uint8_t current = 0;
@@ -551,7 +549,6 @@ bool writeMono(NiftiTarget& target, const ScalarPayload& payload, const Text& ti
             }
         }
     }
-    (void)total;
     return target.write(bytes.data(), static_cast<std::int64_t>(bytes.size()));
 }
 
