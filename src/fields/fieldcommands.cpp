@@ -15,13 +15,6 @@ namespace {
 // ---- per family ------------------------------------------------------------------
 
 template <class Field>
-WorkspaceList<Field>& fieldList();
-template <> WorkspaceList<ImageField>& fieldList() { return workspaces.images; }
-template <> WorkspaceList<ScalarField>& fieldList() { return workspaces.scalars; }
-template <> WorkspaceList<VectorField>& fieldList() { return workspaces.vectors; }
-template <> WorkspaceList<TensorField>& fieldList() { return workspaces.tensors; }
-
-template <class Field>
 constexpr bool isImage = std::is_same_v<Field, ImageField>;
 
 // Vector and tensor fields keep the inverse in step; the others hold the matrix alone.
@@ -64,7 +57,7 @@ Vector3 globalToLocal(const FieldGeometry& geometry, const Vector3& global) {
 template <class Field>
 Field& fieldInUse() {
     static Field none;  // stands in when the list has nothing in use; it stays empty
-    Field* field = fieldList<Field>().current();
+    Field* field = workspaceList<Field>().current();
     return field != nullptr ? *field : none;
 }
 

@@ -31,15 +31,6 @@ template <> ListWords listWords<TensorField>() {
 template <> ListWords listWords<Mesh>() { return {"dump.mesh", "  Mesh (", "  Meshlist empty!", nullptr}; }
 template <> ListWords listWords<LineCloud>() { return {"dump.cloud", "  cloud (", "  Cloudlist empty!", nullptr}; }
 
-template <class Object>
-WorkspaceList<Object>& listOf();
-template <> WorkspaceList<ImageField>& listOf() { return workspaces.images; }
-template <> WorkspaceList<ScalarField>& listOf() { return workspaces.scalars; }
-template <> WorkspaceList<VectorField>& listOf() { return workspaces.vectors; }
-template <> WorkspaceList<TensorField>& listOf() { return workspaces.tensors; }
-template <> WorkspaceList<Mesh>& listOf() { return workspaces.meshes; }
-template <> WorkspaceList<LineCloud>& listOf() { return workspaces.lines; }
-
 Text count(std::int64_t value) { return integerToText(value); }
 Text count(std::size_t value) { return integerToText(static_cast<std::int64_t>(value)); }
 
@@ -107,7 +98,7 @@ void useCommand(MacroEngine& engine) {
         errorCountExact(engine, 1);
         return;
     }
-    WorkspaceList<Object>& list = listOf<Object>();
+    WorkspaceList<Object>& list = workspaceList<Object>();
     const Text name = workspaceName(parameterOrEmpty(engine, 1));
     std::int64_t index = list.find(name);
     if (index < 1 || index > list.count()) index = list.append(name, newWorkspaceObject<Object>());
@@ -121,7 +112,7 @@ void swapCommand(MacroEngine& engine) {
         errorCountExact(engine, 2);
         return;
     }
-    WorkspaceList<Object>& list = listOf<Object>();
+    WorkspaceList<Object>& list = workspaceList<Object>();
     const std::int64_t first = list.find(workspaceName(parameterOrEmpty(engine, 1)));
     const std::int64_t second = list.find(workspaceName(parameterOrEmpty(engine, 2)));
     if (first == 0 || second == 0) {
@@ -139,13 +130,13 @@ void nameCommand(MacroEngine& engine) {
         errorCountMin(engine, 1);
         return;
     }
-    WorkspaceList<Object>& list = listOf<Object>();
+    WorkspaceList<Object>& list = workspaceList<Object>();
     if (!list.empty() && list.currentValid()) list.rename(list.currentIndex(), workspaceName(parameterOrEmpty(engine, 1)));
 }
 
 template <class Object>
 void dumpList() {
-    const WorkspaceList<Object>& list = listOf<Object>();
+    const WorkspaceList<Object>& list = workspaceList<Object>();
     const ListWords words = listWords<Object>();
     writeLine(std::string("***** ") + words.dumpTitle + " *****");
     if (list.empty()) {

@@ -60,6 +60,16 @@ struct Workspaces {
 };
 extern Workspaces workspaces;
 
+// The list that holds a family's objects.
+template <class Object>
+WorkspaceList<Object>& workspaceList();
+template <> inline WorkspaceList<ImageField>& workspaceList() { return workspaces.images; }
+template <> inline WorkspaceList<ScalarField>& workspaceList() { return workspaces.scalars; }
+template <> inline WorkspaceList<VectorField>& workspaceList() { return workspaces.vectors; }
+template <> inline WorkspaceList<TensorField>& workspaceList() { return workspaces.tensors; }
+template <> inline WorkspaceList<Mesh>& workspaceList() { return workspaces.meshes; }
+template <> inline WorkspaceList<LineCloud>& workspaceList() { return workspaces.lines; }
+
 // Start, clear, clean and new: the default kinds back to their start values,
 // then every list rebuilt with one entry DEFAULT in use.
 void resetWorkspaces();

@@ -232,6 +232,37 @@ void finishLoaded(Field& field, const NiftiHeader& header, const Text& fileName)
     reportTransformation(geometry);
 }
 
+// Opens for a load; false when the load ends here: the failure's empty
+// field, or the field a pair without its image file gets.
+template <class Field>
+bool openForLoad(Field& field, VoxelKind kind, const Text& fileName, bool gzip, OpenedNifti& opened) {
+    if (!openNifti(fileName, gzip, opened)) {
+        finishEmpty(field, kind, fileName);
+        return false;
+    }
+    if (!opened.dataMissing) return true;
+    if (handleMissingData(field, kind, opened)) finishLoaded(field, opened.header, fileName);
+    else finishEmpty(field, kind, fileName);
+    return false;
+}
+
+// The dimension and stack tests, with their reports; the stack becomes the
+// one selected. Files of `terms` volumes a stack (vectors 3, tensors 6)
+// need rank 4 and at least that many volumes behind dim[3]; the stack is
+// tested against dim[4] and up whatever the terms, so that a stack beyond
+// the blocks fails the file size test instead.
+bool dimensionsGood(const NiftiHeader& header, std::int64_t& stack, int terms) {
+    stack = selectedStack(header, stack);
+    const bool good = terms == 1 ? scalarDimensionsGood(header)
+                                 : header.dim[0] >= 4 && header.dim[0] <= 7 && spatialProduct(header) > 0 &&
+                                       upperProduct(header) >= terms;
+    if (!good) {
+        reportBadDimensions(header);
+        return false;
+    }
+    return stackGood(header, stack, upperProduct(header));
+}
+
 // The labels of a sibling "<name>.atlas.xml", when there is one.
 void loadSiblingLabels(ScalarField& field, const Text& fileName) {
     const Text sibling = withFormatExtension(fileName, "atlas.xml");
@@ -252,19 +283,9 @@ bool readNiftiHeader(const Text& fileName, bool gzip, NiftiHeader& header) {
 void loadNifti(ScalarField& field, VoxelKind kind, const Text& fileName, std::int64_t stack, bool gzip) {
     field.labels.clear();
     OpenedNifti opened;
-    if (!openNifti(fileName, gzip, opened)) return finishEmpty(field, kind, fileName);
-    NiftiHeader& header = opened.header;
-    if (opened.dataMissing) {
-        if (handleMissingData(field, kind, opened)) finishLoaded(field, header, fileName);
-        else finishEmpty(field, kind, fileName);
-        return;
-    }
-    stack = selectedStack(header, stack);
-    if (!scalarDimensionsGood(header)) {
-        reportBadDimensions(header);
-        return finishEmpty(field, kind, fileName);
-    }
-    if (!stackGood(header, stack, upperProduct(header))) return finishEmpty(field, kind, fileName);
+    if (!openForLoad(field, kind, fileName, gzip, opened)) return;
+    const NiftiHeader& header = opened.header;
+    if (!dimensionsGood(header, stack, 1)) return finishEmpty(field, kind, fileName);
     const int code = sourceCodeOf(header, false);
     if (code == 0) {
         if (kind == VoxelKind::scalarFullgray) reportBadDatatype(header);
@@ -278,48 +299,18 @@ void loadNifti(ScalarField& field, VoxelKind kind, const Text& fileName, std::in
 
 namespace {
 
-// Vector and tensor files hold `terms` volumes a stack, after dim[4].
-template <class Field>
-bool componentFileGood(Field& field, VoxelKind kind, OpenedNifti& opened, std::int64_t& stack, int terms,
-                       const Text& fileName) {
-    NiftiHeader& header = opened.header;
-    stack = selectedStack(header, stack);
-    const int rank = header.dim[0];
-    if (!(rank >= 4 && rank <= 7 && spatialProduct(header) > 0 && upperProduct(header) >= terms)) {
-        reportBadDimensions(header);
-        finishEmpty(field, kind, fileName);
-        return false;
-    }
-    if (!stackGood(header, stack, upperProduct(header))) {  // a stack beyond the blocks fails the size test
-        finishEmpty(field, kind, fileName);
-        return false;
-    }
-    return true;
-}
-
 bool colourDatatype(const NiftiHeader& header) { return header.datatype == 128 || header.datatype == 2304; }
 
 }  // namespace
 
 void loadNifti(VectorField& field, VoxelKind kind, const Text& fileName, std::int64_t stack, bool gzip) {
     OpenedNifti opened;
-    if (!openNifti(fileName, gzip, opened)) return finishEmpty(field, kind, fileName);
-    NiftiHeader& header = opened.header;
-    if (opened.dataMissing) {
-        if (handleMissingData(field, kind, opened)) finishLoaded(field, header, fileName);
-        else finishEmpty(field, kind, fileName);
-        return;
-    }
-    if (colourDatatype(header)) {
-        // Colour volumes load as rgb vectors, one stack a volume.
-        stack = selectedStack(header, stack);
-        if (!scalarDimensionsGood(header)) {
-            reportBadDimensions(header);
-            return finishEmpty(field, VoxelKind::vectorRgb, fileName);
-        }
-        if (!stackGood(header, stack, upperProduct(header))) return finishEmpty(field, VoxelKind::vectorRgb, fileName);
-    } else if (!componentFileGood(field, kind, opened, stack, 3, fileName)) {
-        return;
+    if (!openForLoad(field, kind, fileName, gzip, opened)) return;
+    const NiftiHeader& header = opened.header;
+    // Colour volumes load as rgb vectors, one stack a volume.
+    const bool colour = colourDatatype(header);
+    if (!dimensionsGood(header, stack, colour ? 1 : 3)) {
+        return finishEmpty(field, colour ? VoxelKind::vectorRgb : kind, fileName);
     }
     const int code = sourceCodeOf(header, true);
     if (code == 0) {
@@ -332,14 +323,9 @@ void loadNifti(VectorField& field, VoxelKind kind, const Text& fileName, std::in
 
 void loadNifti(TensorField& field, VoxelKind kind, const Text& fileName, std::int64_t stack, bool gzip) {
     OpenedNifti opened;
-    if (!openNifti(fileName, gzip, opened)) return finishEmpty(field, kind, fileName);
-    NiftiHeader& header = opened.header;
-    if (opened.dataMissing) {
-        if (handleMissingData(field, kind, opened)) finishLoaded(field, header, fileName);
-        else finishEmpty(field, kind, fileName);
-        return;
-    }
-    if (!componentFileGood(field, kind, opened, stack, 6, fileName)) return;
+    if (!openForLoad(field, kind, fileName, gzip, opened)) return;
+    const NiftiHeader& header = opened.header;
+    if (!dimensionsGood(header, stack, 6)) return finishEmpty(field, kind, fileName);
     const int code = sourceCodeOf(header, true);
     if (code == 0 || isColourSource(code)) {
         reportBadDatatype(header);

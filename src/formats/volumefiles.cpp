@@ -22,12 +22,6 @@ namespace corvane {
 namespace {
 
 template <class Field>
-WorkspaceList<Field>& listOf();
-template <> WorkspaceList<ScalarField>& listOf() { return workspaces.scalars; }
-template <> WorkspaceList<VectorField>& listOf() { return workspaces.vectors; }
-template <> WorkspaceList<TensorField>& listOf() { return workspaces.tensors; }
-
-template <class Field>
 VoxelKind defaultKindOf();
 template <> VoxelKind defaultKindOf<ScalarField>() { return defaultKinds.scalar; }
 template <> VoxelKind defaultKindOf<VectorField>() { return defaultKinds.vector; }
@@ -74,7 +68,7 @@ template <class Field>
 void load(MacroEngine& engine) {
     Text fileName;
     std::int64_t stack = 1;
-    Field* field = listOf<Field>().current();
+    Field* field = workspaceList<Field>().current();
     if (!loadParameters(engine, 1, fileName, stack) || field == nullptr) return;
     const Reader reader = readerFor(fileName);
     if (reader == Reader::none) return reportUnsupported(*field, fileName);
@@ -85,7 +79,7 @@ template <class Field, bool gzip>
 void loadNiftiCommand(MacroEngine& engine) {
     Text fileName;
     std::int64_t stack = 1;
-    Field* field = listOf<Field>().current();
+    Field* field = workspaceList<Field>().current();
     if (!loadParameters(engine, 2, fileName, stack) || field == nullptr) return;
     loadNifti(*field, defaultKindOf<Field>(), fileName, stack, gzip);
 }
@@ -109,7 +103,7 @@ template <class Field>
 void loadProperties(MacroEngine& engine) {
     Text fileName;
     NiftiHeader header;
-    Field* field = listOf<Field>().current();
+    Field* field = workspaceList<Field>().current();
     if (field == nullptr || !headerParameter(engine, fileName, header)) return;
     const FieldGeometry geometry = niftiGeometry(header);
     setFieldGeometry(*field, geometry);
@@ -121,7 +115,7 @@ template <class Field>
 void loadFramework(MacroEngine& engine) {
     Text fileName;
     NiftiHeader header;
-    Field* field = listOf<Field>().current();
+    Field* field = workspaceList<Field>().current();
     if (field == nullptr || !headerParameter(engine, fileName, header)) return;
     newField(*field, defaultKindOf<Field>(), header.dim[1], header.dim[2], header.dim[3]);
     const FieldGeometry geometry = niftiGeometry(header);
@@ -162,7 +156,7 @@ void save(MacroEngine& engine) {
     const std::int64_t count = parameterCount(engine);
     if (count < 1) return errorCountMin(engine, 1);
     if (count > most) return errorCountMax(engine, most);
-    Field* field = listOf<Field>().current();
+    Field* field = workspaceList<Field>().current();
     if (field == nullptr) return;
     const Text fileName = parameterOrEmpty(engine, 1);
     const Text extension = formatExtension(fileName);

@@ -137,7 +137,6 @@ public:
     }
 
     bool rewind() { return block_.input->seek(stackStart_) || fail(); }
-    bool skip(std::int64_t bytes) { return block_.input->seek(stackStart_ + bytes) || fail(); }
     // The next row, swapped when the stream is; null at the end of data.
     const unsigned char* next() {
         auto* row = reinterpret_cast<unsigned char*>(buffer_.data());
@@ -292,17 +291,19 @@ template <class Stored, class Out, bool mono>
 void convertFloatRow(const unsigned char* raw, Out* out, std::int64_t count, const ScalarRule& rule) {
     constexpr std::size_t width = std::is_same_v<Stored, Extended> ? 10 : sizeof(Stored);
     const long double top = mono ? (rule.extendedOwnRange ? 255.0L : 1.0L) : highestOf<Out>();
-    for (std::int64_t x = 0; x < count; ++x) {
-        const long double value = realOf(loadStored<Stored>(raw + x * width));
-        if (rule.path == FloatPath::fixed) {
-            const long double filtered = rule.filter.apply(value);
+    // The path is the same for every row: one loop each.
+    if (rule.path == FloatPath::fixed) {
+        for (std::int64_t x = 0; x < count; ++x) {
+            const long double filtered = rule.filter.apply(realOf(loadStored<Stored>(raw + x * width)));
             if constexpr (mono) out[x] = filtered > 0 ? 1 : 0;
             else out[x] = clampRounded<Out>(filtered, top);
-        } else {
-            const long double mapped = rule.range.apply(value, top);
-            if constexpr (mono) out[x] = mapped >= 0.5L ? 1 : 0;
-            else out[x] = static_cast<Out>(mapped);
         }
+        return;
+    }
+    for (std::int64_t x = 0; x < count; ++x) {
+        const long double mapped = rule.range.apply(realOf(loadStored<Stored>(raw + x * width)), top);
+        if constexpr (mono) out[x] = mapped >= 0.5L ? 1 : 0;
+        else out[x] = static_cast<Out>(mapped);
     }
 }
 
@@ -685,6 +686,25 @@ Text progressLine(const char* kindName, const Text& inner, const VoxelBlock& blo
     return Text("  ") + kindName + (inner.empty() ? Text() : " (" + inner + ")") + " with (" + sizeText(block) + ")";
 }
 
+// Makes the field for `terms` component volumes a stack; false when no
+// voxels are to be read: an empty field, or a zero one for a short file.
+template <class Field>
+bool makeComponentField(Field& field, VoxelKind kind, const VoxelBlock& block, std::int64_t terms,
+                        const char* kindName) {
+    if (!positiveSize(block) || componentStore(block.code) == nullptr) {
+        newField(field, kind);
+        return false;
+    }
+    const std::int64_t stackBytes = product(product(voxelsOf(block), terms), sourceBytes(block.code));
+    const bool complete = fileHoldsBlock(block, product(block.stack, stackBytes), "  Calculated typ (bytes):");
+    newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
+    if (!complete) {
+        ready(0, progressLine(kindName, "Zero", block));
+        readyDone();
+    }
+    return complete && fieldSize(field).x > 0;
+}
+
 }  // namespace
 
 // ---- entry points ----------------------------------------------------------------
@@ -747,37 +767,13 @@ void readVectorBlock(VectorField& field, VoxelKind kind, const VoxelBlock& block
         }
         return;
     }
-    if (!positiveSize(block) || componentStore(block.code) == nullptr) {
-        newField(field, kind);
-        return;
-    }
-    const std::int64_t stackBytes = product(product(voxelsOf(block), 3), sourceBytes(block.code));
-    if (!fileHoldsBlock(block, product(block.stack, stackBytes), "  Calculated typ (bytes):")) {
-        newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-        ready(0, progressLine("3DVector", "Zero", block));
-        readyDone();
-        return;
-    }
-    newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-    if (fieldSize(field).x == 0) return;
+    if (!makeComponentField(field, kind, block, 3, "3DVector")) return;
     fillComponents(block, {{field.payload.get(), 0}, {field.payload.get(), 1}, {field.payload.get(), 2}},
                    progressLine("3DVector", componentTypeName(block.code), block));
 }
 
 void readTensorBlock(TensorField& field, VoxelKind kind, const VoxelBlock& block) {
-    if (!positiveSize(block) || componentStore(block.code) == nullptr) {
-        newField(field, kind);
-        return;
-    }
-    const std::int64_t stackBytes = product(product(voxelsOf(block), 6), sourceBytes(block.code));
-    if (!fileHoldsBlock(block, product(block.stack, stackBytes), "  Calculated typ (bytes):")) {
-        newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-        ready(0, progressLine("3DTensor", "Zero", block));
-        readyDone();
-        return;
-    }
-    newField(field, kind, block.sizeX, block.sizeY, block.sizeZ);
-    if (fieldSize(field).x == 0) return;
+    if (!makeComponentField(field, kind, block, 6, "3DTensor")) return;
     VectorPayload* diagonal = field.payload.get();
     VectorPayload* offDiagonal = field.secondPayload.get();
     // xx, xy, yy, xz, yz, zz: the lower triangle row by row.
